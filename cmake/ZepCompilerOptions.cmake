@@ -1,0 +1,11 @@
+# One interface target carries the warnings and the sanitizers of everything that is ours.
+add_library(zep_compiler_options INTERFACE)
+target_compile_options(zep_compiler_options INTERFACE
+    -Wall -Wextra -Wshadow -Wconversion -Wformat=2
+    $<$<BOOL:${ZEP_WERROR}>:-Werror>)
+
+if(ZEP_SANITIZE)
+    target_compile_options(zep_compiler_options INTERFACE
+        -fsanitize=${ZEP_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(zep_compiler_options INTERFACE -fsanitize=${ZEP_SANITIZE})
+endif()

@@ -1,0 +1,62 @@
+// Bounded writer. The first write that does not fit makes the writer fail for good and writes
+// nothing, so an encoder lays out its fields and looks at ok() once.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace zep {
+
+class byte_writer {
+ public:
+    byte_writer(uint8_t *buffer, size_t capacity) : begin_(buffer), capacity_(capacity) {}
+
+    bool ok() const { return !failed_; }
+    size_t size() const { return size_; }
+    size_t left() const { return failed_ ? 0 : capacity_ - size_; }
+
+    void u8(uint8_t value) { bytes(&value, 1); }
+
+    void u16(uint16_t value) {
+        const uint8_t raw[2] = {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
+        bytes(raw, sizeof raw);
+    }
+
+    void u32(uint32_t value) {
+        const uint8_t raw[4] = {static_cast<uint8_t>(value >> 24), static_cast<uint8_t>(value >> 16),
+                                static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
+        bytes(raw, sizeof raw);
+    }
+
+    void bytes(const void *data, size_t n) {
+        if (failed_ || n > capacity_ - size_) {
+            failed_ = true;
+            return;
+        }
+        if (n != 0) {
+            std::memcpy(begin_ + size_, data, n);
+        }
+        size_ += n;
+    }
+
+    // A length-prefixed field (MQTT 3.1.1 §1.5.3): two bytes of length, then the bytes.
+    void field(const void *data, size_t n) {
+        if (n > UINT16_MAX) {
+            failed_ = true;
+            return;
+        }
+        u16(static_cast<uint16_t>(n));
+        bytes(data, n);
+    }
+
+    void text(const char *value) { field(value, std::strlen(value)); }
+
+ private:
+    uint8_t *begin_;
+    size_t capacity_;
+    size_t size_ = 0;
+    bool failed_ = false;
+};
+
+}  // namespace zep

@@ -1,0 +1,25 @@
+// Makes allocations of the library fail on demand. The test programs are linked so that every
+// malloc, calloc and realloc of the library goes through here; those of GoogleTest and of the C++
+// runtime do not.
+#pragma once
+
+#include <cstdint>
+
+namespace zep_test {
+
+// From construction on, the allocation number fail_at (counted from 0) of the library fails, and
+// only that one. Destruction lets everything succeed again.
+class failing_malloc {
+ public:
+    explicit failing_malloc(uint64_t fail_at);
+    ~failing_malloc();
+    failing_malloc(const failing_malloc &) = delete;
+    failing_malloc &operator=(const failing_malloc &) = delete;
+
+    bool has_failed() const;
+};
+
+// How many allocations the library has made so far, failed ones included.
+uint64_t allocations_made();
+
+}  // namespace zep_test
