@@ -1,0 +1,221 @@
+/**
+ * @file
+ * The public interface of zep_mqtt_sdk: all that an application needs.
+ *
+ * An application creates one handle per broker connection, connects, and then calls
+ * zep_mqtt_sdk_client_loop() again and again for every handle. Everything that a client does
+ * (receiving, acknowledging, keep-alive, retransmission, reconnection) happens inside those calls,
+ * and every callback comes from inside them: the library runs no protocol thread.
+ *
+ * Threads: one handle belongs to one thread at a time. Different handles may be driven, created and
+ * destroyed by different threads at the same time. A publish, subscribe, unsubscribe or loop call
+ * that overlaps with another one on the same handle is refused, which includes calls made from
+ * inside its callbacks.
+ */
+#ifndef ZEP_MQTT_SDK_H
+#define ZEP_MQTT_SDK_H
+
+#include <stdint.h>
+
+#include "zep_mqtt/client/response.h"
+#include "zep_mqtt/export.h"
+#include "zep_mqtt/log/log.h"
+
+ZEP_MQTT_BEGIN_DECLS
+
+/** Results of connect, publish, subscribe, unsubscribe and loop. */
+enum zep_mqtt_sdk_result {
+    ZEP_MQTT_SDK_OK = 0,
+    ZEP_MQTT_SDK_ERR_PARAM = -1,         /**< an argument is null, out of range or malformed */
+    ZEP_MQTT_SDK_ERR_NO_MEMORY = -2,     /**< an allocation failed */
+    ZEP_MQTT_SDK_ERR_NOT_CONNECTED = -3, /**< no loop call has seen the client connected */
+    ZEP_MQTT_SDK_ERR_CONNECT = -4,       /**< the connection was refused or is not a 5.0 one */
+    ZEP_MQTT_SDK_ERR_PACKET = -5,        /**< the packet would be too long, or did not encode */
+    ZEP_MQTT_SDK_ERR_CACHE = -6,         /**< a QoS cache or the subscription store is full, or
+                                              does not hold what was named */
+    ZEP_MQTT_SDK_ERR_PACKET_ID = -7,     /**< all 128 packet identifiers are in use */
+    ZEP_MQTT_SDK_ERR_BUSY = -8,          /**< reserved; an overlapping call gives UNKNOWN */
+    ZEP_MQTT_SDK_ERR_CREATE = -9,        /**< reserved */
+    ZEP_MQTT_SDK_ERR_TIMEOUT = -10,      /**< reserved */
+    ZEP_MQTT_SDK_ERR_UNKNOWN = -99       /**< overlapping call, network failure, cipher failure */
+};
+
+/** Values of zep_mqtt_sdk_config.mqtt_ver; any other value means 3.1.1. */
+enum { ZEP_MQTT_SDK_VERSION_311 = 0, ZEP_MQTT_SDK_VERSION_50 = 1 };
+
+/** Results of zep_mqtt_sdk_client_get_conn_state(). */
+enum zep_mqtt_sdk_conn_state {
+    ZEP_MQTT_SDK_DISCONNECTED = 0,
+    ZEP_MQTT_SDK_CONNECTING = 1, /**< CONNECT sent, CONNACK awaited for at most 3000 ms */
+    ZEP_MQTT_SDK_CONNECTED = 2
+};
+
+/**
+ * How to connect. The application owns the record and everything it points to; both are read only
+ * during zep_mqtt_sdk_client_create().
+ */
+typedef struct zep_mqtt_sdk_config {
+    const char *client_id;       /**< required, 1 to 23 bytes (MQTT 3.1.1 §3.1.3.1) */
+    const char *broker_host;     /**< required, dotted IPv4 address; names are not resolved */
+    uint16_t broker_port;        /**< required, not 0 */
+    uint8_t clean_start;         /**< 1 asks for a new session. 3.1.1 connections always do, and so
+                                      does every automatic reconnection */
+    uint32_t keep_alive;         /**< seconds, low 16 bits used, at most 120; 0 sends no PINGREQ */
+    const char *username;        /**< null or at most 64 bytes */
+    const char *password;        /**< null or at most 64 bytes */
+    uint8_t crypto_enable;       /**< 1 turns the payload cipher on */
+    const uint8_t *crypto_key;   /**< 16 bytes, or null for zeros */
+    const uint8_t *crypto_iv;    /**< 16 bytes, or null for zeros; both or neither */
+    uint8_t will_flag;           /**< 1 configures a will (MQTT 3.1.1 §3.1.2.5) */
+    const char *will_topic;      /**< 1 to 63 bytes */
+    const uint8_t *will_payload; /**< will payload */
+    uint32_t will_payload_len;   /**< 1 to 255 bytes */
+    uint32_t will_qos;           /**< 0 to 2 */
+    uint8_t will_retain;         /**< not 0: the will is retained */
+    uint32_t reconnect_interval_ms; /**< least time between two automatic attempts to reconnect of
+                                         any client of the process */
+    uint32_t reserved6;             /**< carried, not read */
+    uint32_t mqtt_ver;              /**< ZEP_MQTT_SDK_VERSION_* */
+    uint32_t reserved7;             /**< carried, not read */
+    uint32_t session_expiry_interval; /**< 5.0 Session Expiry Interval in seconds (§3.1.2.11.2),
+                                           sent when clean_start is 0 */
+    uint32_t v50_max_pkt_size; /**< 5.0 Maximum Packet Size in bytes for CONNECT (0 means 1028, more
+                                    is cut to 1028), and the limit of a 5.0 publish */
+    const char *share_group;   /**< null, or the shared-subscription group of 5.0 subscribe calls
+                                    that give none; copied */
+} zep_mqtt_sdk_config;
+
+/** An application message, to be published or delivered. */
+typedef struct zep_mqtt_sdk_msg {
+    const char *topic;      /**< topic name, 1 to 64 bytes, at most 16 levels, no wildcards */
+    const uint8_t *payload; /**< payload, at most 1024 bytes on the wire */
+    uint32_t payload_len;   /**< bytes; 0 is not accepted for a publish */
+    uint32_t qos;           /**< 0, 1 or 2 */
+    uint8_t retain;         /**< RETAIN flag */
+    uint32_t ttl;           /**< 5.0 Message Expiry Interval in seconds, 0 for none; 0 on delivery */
+} zep_mqtt_sdk_msg;
+
+/** A client. Opaque. */
+typedef struct zep_mqtt_sdk_client zep_mqtt_sdk_client;
+
+/**
+ * Receives inbound messages; the record and what it points to are valid only during the call.
+ * A SUBACK or UNSUBACK arrives as a message with an empty topic; a SUBACK has a payload of one byte,
+ * the granted QoS.
+ *
+ * Called from inside the loop. Publish, subscribe, unsubscribe and loop of the same client are
+ * refused while it runs; disconnecting is allowed, destroying the client is not.
+ */
+typedef void (*zep_mqtt_sdk_msg_cb)(const zep_mqtt_sdk_msg *msg);
+
+/** Receives broker responses and the loss of the link, under the same rules. */
+typedef mqtt_broker_resp_cb zep_mqtt_sdk_resp_cb;
+
+/** 1 between global init and global deinit. */
+extern ZEP_MQTT_API uint8_t g_mqtt_sdk_global_inited;
+/** 1 once the banner has been written. */
+extern ZEP_MQTT_API uint8_t g_banner_printed;
+
+/** Marks the library as initialised; not required by the other functions. @return 0 */
+ZEP_MQTT_API int32_t zep_mqtt_sdk_global_init(void);
+
+/**
+ * Ends the use of the library's shared network resources. Nothing happens without a global init.
+ * TCP clients that still exist go on working; UDP reception is over for this process.
+ */
+ZEP_MQTT_API void zep_mqtt_sdk_global_deinit(void);
+
+/**
+ * Creates a client. It does not connect.
+ *
+ * @param config   see zep_mqtt_sdk_config
+ * @param msg_cb   required
+ * @param resp_cb  may be null
+ * @return a handle, to be released with zep_mqtt_sdk_client_destroy(), or null: a required value is
+ *         missing or too long, the will is malformed, or memory ran out. The log says which.
+ */
+ZEP_MQTT_API zep_mqtt_sdk_client *zep_mqtt_sdk_client_create(const zep_mqtt_sdk_config *config,
+                                                             zep_mqtt_sdk_msg_cb msg_cb,
+                                                             zep_mqtt_sdk_resp_cb resp_cb);
+
+/**
+ * Opens the network connection and sends CONNECT. Blocks until the system has made or refused the
+ * TCP connection; the CONNACK is awaited by the loop. 0 also when already connecting or connected.
+ *
+ * @retval ZEP_MQTT_SDK_ERR_PARAM    the handle is null
+ * @retval ZEP_MQTT_SDK_ERR_UNKNOWN  the broker could not be reached; the loop will try again
+ */
+ZEP_MQTT_API int32_t zep_mqtt_sdk_client_connect(zep_mqtt_sdk_client *client);
+
+/**
+ * Publishes one message. At QoS 1 and 2 a copy is kept and resent after 2, 4 and 8 seconds until
+ * the broker has acknowledged it, and given up 16 seconds after that.
+ *
+ * @param msg  read during the call only
+ * @retval ZEP_MQTT_SDK_ERR_PARAM          null or empty argument, QoS above 2, topic not a valid name
+ * @retval ZEP_MQTT_SDK_ERR_NO_MEMORY      the copy could not be made; nothing was sent
+ * @retval ZEP_MQTT_SDK_ERR_NOT_CONNECTED  not connected
+ * @retval ZEP_MQTT_SDK_ERR_CONNECT        5.0: the connection is not a 5.0 one
+ * @retval ZEP_MQTT_SDK_ERR_PACKET         topic, payload and 10 bytes exceed 1028 (5.0: the
+ *                                         configured v50_max_pkt_size)
+ * @retval ZEP_MQTT_SDK_ERR_CACHE          100 QoS 1 or 50 QoS 2 messages are unacknowledged
+ * @retval ZEP_MQTT_SDK_ERR_PACKET_ID      all identifiers are in use
+ * @retval ZEP_MQTT_SDK_ERR_UNKNOWN        overlapping call, or it could not be encrypted or sent
+ */
+ZEP_MQTT_API int32_t zep_mqtt_sdk_client_publish(zep_mqtt_sdk_client *client,
+                                                 const zep_mqtt_sdk_msg *msg);
+
+/**
+ * Subscribes to one topic filter.
+ *
+ * @param topic        filter, 1 to 64 bytes on the wire (MQTT 3.1.1 §4.7); of more than 63 it is
+ *                     sent but not recorded
+ * @param qos          0 to 2
+ * @param share_group  5.0: the group of a shared subscription (MQTT 5.0 §4.8.2); an empty text
+ *                     forces a plain one; null takes the configured group, if any. At most 32
+ *                     bytes, without "/", "+" or "#". 3.1.1: checked and ignored
+ * @retval ZEP_MQTT_SDK_ERR_PARAM          null argument, QoS above 2, malformed filter or group
+ * @retval ZEP_MQTT_SDK_ERR_NOT_CONNECTED  not connected
+ * @retval ZEP_MQTT_SDK_ERR_CACHE          the process already has 16 subscriptions; the SUBSCRIBE
+ *                                         was sent all the same
+ * @retval ZEP_MQTT_SDK_ERR_PACKET_ID      all identifiers are in use
+ * @retval ZEP_MQTT_SDK_ERR_UNKNOWN        overlapping call, or it could not be sent
+ */
+ZEP_MQTT_API int32_t zep_mqtt_sdk_client_subscribe(zep_mqtt_sdk_client *client, const char *topic,
+                                                   uint32_t qos, const char *share_group);
+
+/**
+ * Unsubscribes from one topic filter. Arguments and results as for subscribe;
+ * ZEP_MQTT_SDK_ERR_CACHE means that the process had no such subscription on record, the
+ * UNSUBSCRIBE was sent all the same.
+ */
+ZEP_MQTT_API int32_t zep_mqtt_sdk_client_unsubscribe(zep_mqtt_sdk_client *client, const char *topic,
+                                                     const char *share_group);
+
+/**
+ * Sends DISCONNECT and closes the network connection. The loop will reconnect; a client that is to
+ * stay away is destroyed, or not looped.
+ *
+ * @return 0, or ZEP_MQTT_SDK_ERR_PARAM for a null handle
+ */
+ZEP_MQTT_API int32_t zep_mqtt_sdk_client_disconnect(zep_mqtt_sdk_client *client);
+
+/** Disconnects and releases the client with everything it holds. Null is ignored. */
+ZEP_MQTT_API void zep_mqtt_sdk_client_destroy(zep_mqtt_sdk_client *client);
+
+/** @return ZEP_MQTT_SDK_DISCONNECTED, _CONNECTING or _CONNECTED; DISCONNECTED for a null handle */
+ZEP_MQTT_API int32_t zep_mqtt_sdk_client_get_conn_state(const zep_mqtt_sdk_client *client);
+
+/**
+ * One pass: reconnects when that is due, reads and handles what has arrived (waiting at most 20 ms
+ * for it), resends what is unacknowledged, keeps the connection alive. Call it as often as timers
+ * and messages are to be resolved.
+ *
+ * @retval ZEP_MQTT_SDK_ERR_PARAM    the handle is null or being destroyed
+ * @retval ZEP_MQTT_SDK_ERR_UNKNOWN  overlapping call
+ */
+ZEP_MQTT_API int32_t zep_mqtt_sdk_client_loop(zep_mqtt_sdk_client *client);
+
+ZEP_MQTT_END_DECLS
+
+#endif
