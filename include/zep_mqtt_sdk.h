@@ -172,8 +172,8 @@ ZEP_MQTT_API int32_t zep_mqtt_sdk_client_publish(zep_mqtt_sdk_client *client,
  *                     sent but not recorded
  * @param qos          0 to 2
  * @param share_group  5.0: the group of a shared subscription (MQTT 5.0 §4.8.2); an empty text
- *                     forces a plain one; null takes the configured group, if any. At most 32
- *                     bytes, without "/", "+" or "#". 3.1.1: checked and ignored
+ *                     forces a plain one; null takes the configured group, if any. At most 64
+ *                     bytes (32 are sent), without "/", "+" or "#". 3.1.1: checked and ignored
  * @retval ZEP_MQTT_SDK_ERR_PARAM          null argument, QoS above 2, malformed filter or group
  * @retval ZEP_MQTT_SDK_ERR_NOT_CONNECTED  not connected
  * @retval ZEP_MQTT_SDK_ERR_CACHE          the process already has 16 subscriptions; the SUBSCRIBE
