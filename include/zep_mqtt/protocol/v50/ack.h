@@ -11,14 +11,6 @@
 
 ZEP_MQTT_BEGIN_DECLS
 
-/** The packet types of the four acknowledgements. */
-enum mqtt50_ack_type {
-    MQTT50_ACK_PUBACK = 4,
-    MQTT50_ACK_PUBREC = 5,
-    MQTT50_ACK_PUBREL = 6,
-    MQTT50_ACK_PUBCOMP = 7
-};
-
 /** One acknowledgement. It serves UNSUBACK too. */
 typedef struct mqtt50_ack {
     uint16_t msg_id;     /**< packet identifier */
@@ -29,7 +21,8 @@ typedef struct mqtt50_ack {
  * Lays out an acknowledgement in five bytes: the reason code is always there, 0x00 included, and
  * there are no properties.
  *
- * @param type    MQTT50_ACK_*, not checked
+ * @param type    MQTT_PACKET_PUBACK to MQTT_PACKET_PUBCOMP (zep_mqtt/protocol/v311/packet.h), 4 to
+ * 7; not checked
  * @param ack     msg_id not 0
  * @param buffer  cleared whole before the packet is written
  * @param length  in: bytes in buffer, at least 10; out, on success only: 5
@@ -46,7 +39,7 @@ ZEP_MQTT_API int32_t mqtt50_ack_encode(uint8_t type, const mqtt50_ack *ack, uint
  * Takes an acknowledgement apart. The reason code of the two-byte form is 0x00; properties are
  * ignored.
  *
- * @param type    the type that is expected, MQTT50_ACK_*
+ * @param type    the type that is expected, MQTT_PACKET_PUBACK to MQTT_PACKET_PUBCOMP, 4 to 7
  * @param data    the packet from its first byte on; bytes after the packet are not looked at
  * @param length  bytes at data, at least 4
  * @param ack     cleared first; not to be used after a failure
