@@ -2,8 +2,8 @@
  * @file
  * The payload cipher: a repeating-key XOR with a CRC-16 behind the ciphertext.
  *
- * It keeps casual readers out and finds damage and wrong keys; it is no protection against an
- * attacker, who can recover the key from one known payload and forge the CRC.
+ * The CRC finds damage, not a wrong key. The XOR hides payloads from a casual look only: whoever
+ * knows one payload can recover the key, and anybody can compute the CRC.
  *
  * Protected payload: the ciphertext, as long as the plaintext, then the CRC-16/MODBUS of the
  * ciphertext, low byte first. Without the CRC, or with no cipher, nothing is added.

@@ -33,8 +33,10 @@ enum mqtt_packet_type {
 /** Protocol versions as they stand in CONNECT. */
 enum { MQTT_VERSION_311 = 4, MQTT_VERSION_50 = 5 };
 
-/** Filters or return codes that the decoder takes from one packet. */
-enum { MQTT_PACKET_MAX_ENTRIES = 16 };
+enum {
+    MQTT_CONNACK_MAX_RETURN_CODE = 15, /**< greatest return code of a CONNACK */
+    MQTT_PACKET_MAX_ENTRIES = 16       /**< filters or return codes decoded from one packet */
+};
 
 /** CONNECT (§3.1). A flag is set by any value but 0. */
 typedef struct mqtt_packet_connect {
@@ -55,7 +57,7 @@ typedef struct mqtt_packet_connect {
 /** CONNACK (§3.2). */
 typedef struct mqtt_packet_connack {
     uint8_t session_present; /**< sent as 1 for any value but 0 */
-    uint8_t return_code;     /**< 0 to 15 */
+    uint8_t return_code;     /**< 0 to MQTT_CONNACK_MAX_RETURN_CODE */
 } mqtt_packet_connack;
 
 /** PUBACK, PUBREC, PUBREL, PUBCOMP and UNSUBACK (§3.4 to §3.7, §3.11). */
