@@ -1,5 +1,4 @@
 #include <cstring>
-#include <memory>
 
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/platform/memory.h>
@@ -7,22 +6,12 @@
 #include <zep_mqtt/protocol/v50/user_property.h>
 
 #include "log/log_lines.h"
+#include "protocol/v311/heap_copy.h"
 
 namespace {
 
-struct release {
-    void operator()(void *block) const { platform_free(block); }
-};
-template <typename T>
-using heap_block = std::unique_ptr<T, release>;
-
-heap_block<char> copy_text(const char *text) {
-    const uint32_t size = static_cast<uint32_t>(platform_strlen(text)) + 1;
-    heap_block<char> copy(static_cast<char *>(platform_malloc(size)));
-    if (copy != nullptr) {
-        std::memcpy(copy.get(), text, size);
-    }
-    return copy;
+zep::heap_ptr<char[]> copy_text(const char *text) {
+    return zep::heap_text(reinterpret_cast<const uint8_t *>(text), platform_strlen(text));
 }
 
 bool is_empty(const char *text) {
@@ -35,7 +24,7 @@ int32_t mqtt50_user_property_set(mqtt50_message *holder, const char *key, const 
     if (holder == nullptr || is_empty(key) || is_empty(value)) {
         return MQTT_ERR_INVALID_PARAM;
     }
-    heap_block<mqtt50_user_property> node(
+    zep::heap_ptr<mqtt50_user_property> node(
         static_cast<mqtt50_user_property *>(platform_malloc(sizeof(mqtt50_user_property))));
     if (node == nullptr) {
         return MQTT_ERR_NO_MEMORY;
@@ -45,8 +34,8 @@ int32_t mqtt50_user_property_set(mqtt50_message *holder, const char *key, const 
                  static_cast<int>(MQTT50_USER_PROPERTIES_MAX));
         return MQTT_ERR_NOT_SUPPORTED;
     }
-    heap_block<char> key_copy = copy_text(key);
-    heap_block<char> value_copy = copy_text(value);
+    zep::heap_ptr<char[]> key_copy = copy_text(key);
+    zep::heap_ptr<char[]> value_copy = copy_text(value);
     if (key_copy == nullptr || value_copy == nullptr) {
         return MQTT_ERR_NO_MEMORY;
     }
