@@ -2,9 +2,9 @@
 // a filtered line costs one load and one comparison.
 #pragma once
 
-#include <zep_mqtt/log/log.h>
-
 #include <atomic>
+
+#include <zep_mqtt/log/log.h>
 
 namespace zep {
 
