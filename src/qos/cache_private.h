@@ -1,9 +1,14 @@
-// What the client does with the caches beside the exported operations.
+// What the engine and the client do with the caches beside the exported operations. No pointer may
+// be null here.
 #pragma once
 
+#include <zep_mqtt/core/message.h>
 #include <zep_mqtt/protocol/v311/session.h>
 
 namespace zep {
+
+// Whether a message has a topic name and a payload that can be sent; the validators log why not.
+bool qos_message_is_valid(const mqtt_message &msg, uint32_t version);
 
 // Whether either cache has an entry with this identifier.
 bool qos_cache_holds(const mqtt_session *session, uint16_t msg_id);
