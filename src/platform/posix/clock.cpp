@@ -2,7 +2,7 @@
 
 #include <zep_mqtt/platform/clock.h>
 
-#include "platform/posix/pthread_tools.h"
+#include "platform/posix/monotonic.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ uint64_t platform_get_tick_ms_win32(void) {
 }
 
 int64_t platform_get_tick_us_win32(void) {
-    return static_cast<int64_t>(zep::monotonic_ns() / 1000);
+    return static_cast<int64_t>(zep::monotonic_ns() / zep::NS_PER_US);
 }
 
 int64_t platform_get_utc_seconds_win32(void) {

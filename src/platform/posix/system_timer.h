@@ -1,0 +1,31 @@
+// A periodic timer of the backend: a thread that waits for deadlines on the monotonic clock. What
+// an expiry means is its owner's business.
+#pragma once
+
+#include <cstdint>
+
+namespace zep {
+
+struct system_timer;
+
+using system_timer_hook = void (*)(void *owner);
+
+// expired runs on the timer's thread, without a lock, until no expiry is due any more: it takes the
+// expiry that it answers with system_timer_take_expiry(). Returns null and sets errno on failure.
+system_timer *system_timer_create(system_timer_hook expired, void *owner);
+
+// The first expiry is due at once, the next one period later. Starts the thread if there is none
+// yet. Returns 0 or the system's error code.
+int system_timer_arm(system_timer *timer, uint32_t period_ms);
+
+// Returns 0 or the system's error code.
+int system_timer_cancel(system_timer *timer);
+
+// Moves on to the first deadline that is still to come, if one has passed.
+void system_timer_take_expiry(system_timer *timer);
+
+// Waits until the thread has ended, releases the timer and calls closed(owner), unless it is null.
+// On the timer's own thread it returns at once, and all this follows when expired has returned.
+void system_timer_close(system_timer *timer, system_timer_hook closed);
+
+}  // namespace zep
