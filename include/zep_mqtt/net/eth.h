@@ -117,9 +117,9 @@ ZEP_MQTT_API void eth_set_mqtt_tcp_socket(int32_t sock);
  * discarded and reported.
  *
  * @param argument  ignored
- * @return null
+ * @return 0
  */
-ZEP_MQTT_API void *eth_interrupt_thread_proc(void *argument);
+ZEP_MQTT_API uint32_t eth_interrupt_thread_proc(void *argument);
 
 ZEP_MQTT_END_DECLS
 

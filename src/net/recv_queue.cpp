@@ -1,0 +1,204 @@
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+#include <zep_mqtt/net/net_status.h>
+#include <zep_mqtt/net/recv_queue.h>
+#include <zep_mqtt/platform/semaphore.h>
+#include <zep_mqtt/platform/text.h>
+
+#include "log/log_lines.h"
+#include "net/datagram_arguments.h"
+#include "net/interface_private.h"
+#include "net/mutex_guard.h"
+#include "net/recv_queue_private.h"
+#include "platform/static_lock.h"
+
+net_recv_queue g_recv_queue = {};
+
+namespace {
+
+// Guards the life of the queue's two handles. Whoever uses the lock or raises the semaphore holds
+// it, so that neither is destroyed under a producer that is still running. Waiting for the
+// semaphore happens outside.
+constinit zep::static_lock g_handles;
+
+// For a holder of g_handles.
+bool is_usable() {
+    return g_recv_queue.lock != nullptr && g_recv_queue.sem != nullptr;
+}
+
+void copy_entry(net_queue_entry *to, const net_queue_entry &from) {
+    std::memcpy(to->data, from.data, from.len);
+    to->len = from.len;
+    (void)platform_strcpy_s(to->src_ip, sizeof to->src_ip, from.src_ip);
+    to->src_port = from.src_port;
+}
+
+void link_at_tail(net_queue_entry *entry) {
+    entry->next = nullptr;
+    if (g_recv_queue.tail == nullptr) {
+        g_recv_queue.head = entry;
+    } else {
+        g_recv_queue.tail->next = entry;
+    }
+    g_recv_queue.tail = entry;
+    ++g_recv_queue.count;
+}
+
+net_queue_entry *unlink_head() {
+    net_queue_entry *entry = g_recv_queue.head;
+    if (entry != nullptr) {
+        g_recv_queue.head = entry->next;
+        if (g_recv_queue.head == nullptr) {
+            g_recv_queue.tail = nullptr;
+        }
+        --g_recv_queue.count;
+    }
+    return entry;
+}
+
+// The blocks come straight from the C library: no line for each datagram.
+int32_t append_copy(const net_queue_entry &entry) {
+    const zep::mutex_guard guard(g_recv_queue.lock);
+    if (g_recv_queue.count >= g_recv_queue.capacity) {
+        return NET_ERR_QUEUE_FULL;
+    }
+    auto *copy = static_cast<net_queue_entry *>(std::malloc(sizeof(net_queue_entry)));
+    if (copy == nullptr) {
+        return NET_ERR_NO_MEMORY;
+    }
+    copy_entry(copy, entry);
+    link_at_tail(copy);
+    return NET_OK;
+}
+
+int32_t append_and_signal(const net_queue_entry &entry) {
+    const std::lock_guard alive(g_handles);
+    if (!is_usable()) {
+        return NET_ERR_INVALID_PARAM;
+    }
+    const int32_t status = append_copy(entry);
+    if (status == NET_OK) {
+        (void)platform_sem_post_win32(g_recv_queue.sem);
+    }
+    return status;
+}
+
+// The semaphore to wait for, or null when no entry may leave the queue.
+void *usable_semaphore() {
+    const std::lock_guard alive(g_handles);
+    return is_usable() ? g_recv_queue.sem : nullptr;
+}
+
+int32_t take_head(net_queue_entry *out_entry) {
+    const std::lock_guard alive(g_handles);
+    if (!is_usable()) {
+        return NET_ERR_INVALID_PARAM;
+    }
+    const zep::mutex_guard guard(g_recv_queue.lock);
+    net_queue_entry *entry = unlink_head();
+    if (entry == nullptr) {
+        return NET_ERR_QUEUE_EMPTY;
+    }
+    copy_entry(out_entry, *entry);
+    std::free(entry);
+    return NET_OK;
+}
+
+int32_t refuse_dequeue() {
+    LOG_ERROR("[%s] 出队失败：无效参数或未初始化", "net_interface_dequeue");
+    return NET_ERR_INVALID_PARAM;
+}
+
+int32_t refuse_enqueue() {
+    LOG_ERROR("[%s] 入队失败：无效参数", "net_interface_enqueue");
+    return NET_ERR_INVALID_PARAM;
+}
+
+}  // namespace
+
+int32_t net_interface_enqueue(const net_queue_entry *entry) {
+    constexpr char name[] = "net_queue_enqueue";
+    if (entry == nullptr || !zep::net_layer_is_inited() ||
+        !zep::datagram_length_valid(entry->len)) {
+        return refuse_enqueue();
+    }
+    const int32_t status = append_and_signal(*entry);
+    switch (status) {
+        case NET_OK:
+            LOG_DEBUG("[%s] 数据入队成功（长度：%u，来源：%s:%d）", name, entry->len, entry->src_ip,
+                      entry->src_port);
+            return status;
+        case NET_ERR_QUEUE_FULL:
+            LOG_WARN("[%s] 接收队列已满，丢弃数据", name);
+            return status;
+        case NET_ERR_NO_MEMORY:
+            LOG_ERROR("[%s] 内存分配失败", name);
+            return status;
+        default:
+            return refuse_enqueue();
+    }
+}
+
+int32_t net_interface_dequeue(net_queue_entry *out_entry, uint32_t timeout_ms) {
+    if (out_entry == nullptr || !zep::net_layer_is_inited()) {
+        return refuse_dequeue();
+    }
+    void *semaphore = usable_semaphore();
+    if (semaphore == nullptr) {
+        return refuse_dequeue();
+    }
+    if (platform_sem_timedwait(semaphore, timeout_ms) != 0) {
+        return NET_ERR_TIMEOUT;
+    }
+    const int32_t status = take_head(out_entry);
+    return status == NET_ERR_INVALID_PARAM ? refuse_dequeue() : status;
+}
+
+namespace zep {
+
+bool recv_queue_create() {
+    g_recv_queue.head = nullptr;
+    g_recv_queue.tail = nullptr;
+    g_recv_queue.count = 0;
+    g_recv_queue.capacity = NET_QUEUE_CAPACITY;
+    if (g_recv_queue.lock == nullptr) {
+        g_recv_queue.lock = platform_mutex_create();
+    }
+    if (g_recv_queue.lock == nullptr) {
+        LOG_ERROR("[queue] create mutex failed");
+        return false;
+    }
+    g_recv_queue.sem = platform_sem_create_win32(0, NET_QUEUE_CAPACITY);
+    if (g_recv_queue.sem == nullptr) {
+        LOG_ERROR("[queue] create sem failed");
+        (void)recv_queue_destroy_lock();
+        return false;
+    }
+    return true;
+}
+
+void recv_queue_stop() {
+    const std::lock_guard alive(g_handles);
+    {
+        const mutex_guard guard(g_recv_queue.lock);
+        while (net_queue_entry *entry = unlink_head()) {
+            std::free(entry);
+        }
+    }
+    platform_sem_destroy_win32(g_recv_queue.sem);
+    g_recv_queue.sem = nullptr;
+}
+
+bool recv_queue_destroy_lock() {
+    const std::lock_guard alive(g_handles);
+    if (g_recv_queue.lock == nullptr) {
+        return false;
+    }
+    platform_mutex_destroy(g_recv_queue.lock);
+    g_recv_queue.lock = nullptr;
+    return true;
+}
+
+}  // namespace zep
