@@ -9,6 +9,7 @@
 
 namespace {
 
+constexpr uint32_t ACCEPTED_BYTES = 3;
 constexpr size_t NO_CHARACTER = SIZE_MAX;
 
 // How many bytes follow the first byte of a character.
@@ -39,14 +40,13 @@ int32_t decode_remaining_len(const uint8_t *buf, int32_t len, uint32_t *out) {
     }
     *out = 0;
     zep::byte_reader reader(buf, static_cast<size_t>(len));
-    for (uint32_t shift = 0; shift < 7 * MQTT_REMAINING_LEN_MAX_BYTES; shift += 7) {
+    for (uint32_t place = 0; place <= ACCEPTED_BYTES; ++place) {
         const uint32_t byte = reader.u8();
-        *out += (byte & 0x7F) << shift;
-        const bool is_last_place = shift == 7 * (MQTT_REMAINING_LEN_MAX_BYTES - 1);
-        if (!reader.ok() || *out > MQTT_REMAINING_LEN_MAX_ACCEPTED || is_last_place) {
+        *out += (byte & 0x7F) << (7 * place);
+        if (!reader.ok() || *out > MQTT_REMAINING_LEN_MAX_ACCEPTED) {
             break;
         }
-        if ((byte & 0x80) == 0) {
+        if ((byte & 0x80) == 0 && place < ACCEPTED_BYTES) {
             return static_cast<int32_t>(reader.position());
         }
     }
