@@ -1,0 +1,168 @@
+#include <zep_mqtt/platform/clock.h>
+#include <zep_mqtt/protocol/v50/message.h>
+#include <zep_mqtt/protocol/v50/property.h>
+#include <zep_mqtt/protocol/v50/user_property.h>
+
+#include "support/failing_malloc.h"
+#include "unit/v50_support.h"
+
+using zep_test::bytes;
+using zep_test::lay;
+
+TEST(v50_property, length_writer) {
+    const struct {
+        uint16_t length;
+        int32_t position;
+        int32_t size;
+        int32_t status;
+    } cases[] = {
+        {256, 0, 10, 0},
+        {257, 0, 10, -101},
+        {5, 8, 10, 0},
+        {5, 9, 10, -114},
+        {5, -1, 10, -101},
+        {5, 0, 0, -101},
+        {5, 0, -1, -101},
+        {5, 0, 1, -114},
+        {5, 2147483647, 10, -114},
+        {5, 2147483647, 2147483647, -114},
+    };
+    for (const auto &expected : cases) {
+        bytes buffer(10, 0xAA);
+        bytes wanted = buffer;
+        int32_t position = expected.position;
+        EXPECT_EQ(
+            mqtt50_encode_property_len(expected.length, buffer.data(), &position, expected.size),
+            expected.status);
+        if (expected.status == 0) {
+            wanted[static_cast<size_t>(expected.position)] =
+                static_cast<uint8_t>(expected.length >> 8);
+            wanted[static_cast<size_t>(expected.position) + 1] =
+                static_cast<uint8_t>(expected.length);
+        }
+        EXPECT_EQ(position, expected.position + (expected.status == 0 ? 2 : 0));
+        EXPECT_EQ(buffer, wanted);
+    }
+    int32_t position = 0;
+    uint8_t byte;
+    EXPECT_EQ(mqtt50_encode_property_len(1, nullptr, &position, 10), -101);
+    EXPECT_EQ(mqtt50_encode_property_len(1, &byte, nullptr, 10), -101);
+}
+
+TEST(v50_message, reads_an_expiry_property) {
+    bytes buffer = lay("02 01020304 01 00*245 02 0a0b0c0d");
+    const struct {
+        int32_t position;
+        int32_t status;
+        uint32_t interval;
+    } cases[] = {
+        {0, 0, 0x01020304}, {251, 0, 0x0a0b0c0d}, {5, -101, 0}, {-1, -101, 0}, {252, -70, 0}};
+    for (const auto &expected : cases) {
+        const zep_test::guarded_bytes guarded(buffer);
+        int32_t position = expected.position;
+        uint32_t interval = 0;
+        EXPECT_EQ(mqtt50_decode_ttl(guarded.data(), &position, &interval), expected.status);
+        EXPECT_EQ(interval, expected.interval);
+        EXPECT_EQ(position, expected.position + (expected.status == 0 ? 5 : 0));
+    }
+    int32_t position = 0;
+    uint32_t interval = 0;
+    EXPECT_EQ(mqtt50_decode_ttl(nullptr, &position, &interval), -70);
+    EXPECT_EQ(mqtt50_decode_ttl(buffer.data(), nullptr, &interval), -70);
+    EXPECT_EQ(mqtt50_decode_ttl(buffer.data(), &position, nullptr), -70);
+}
+
+TEST(v50_message, expiry) {
+    mqtt50_message message = {};
+    message.expired = 1;
+    const uint64_t before = platform_get_tick_ms();
+    ASSERT_EQ(mqtt50_message_ttl_init(&message, 60), 0);
+    EXPECT_EQ(message.ttl, 60U);
+    EXPECT_EQ(message.message_expiry, 60U);
+    EXPECT_EQ(message.expired, 0);
+    EXPECT_GE(message.ttl_start_ms, before);
+    EXPECT_LE(message.ttl_start_ms, platform_get_tick_ms());
+    EXPECT_EQ(mqtt50_message_ttl_check(&message), 0);
+    EXPECT_EQ(message.expired, 0);
+
+    const struct {
+        uint32_t ttl;
+        uint64_t age_ms;
+        int32_t result;
+    } cases[] = {
+        {0, 1000000, -1},         {60, 50000, 0},    {60, 60000, 1},
+        {4294967, 4000000000, 0}, {4294968, 704, 1},  // 4,294,968,000 ms are 704 ms more than 32
+                                                      // bits hold
+    };
+    for (const auto &expected : cases) {
+        message.ttl = expected.ttl;
+        message.expired = 0;
+        message.ttl_start_ms = platform_get_tick_ms() - expected.age_ms;
+        EXPECT_EQ(mqtt50_message_ttl_check(&message), expected.result) << expected.ttl;
+        EXPECT_EQ(message.expired, expected.result == 1 ? 1 : 0);
+    }
+    EXPECT_EQ(mqtt50_message_ttl_init(nullptr, 1), -101);
+    EXPECT_EQ(mqtt50_message_ttl_check(nullptr), -1);
+}
+
+TEST(v50_user_property, newest_match_is_found) {
+    mqtt50_message holder = {};
+    char value[8];
+    EXPECT_EQ(mqtt50_user_property_get(&holder, "a", value, 8), -105);
+    ASSERT_EQ(mqtt50_user_property_set(&holder, "ab", "1234567890"), 0);
+    ASSERT_EQ(mqtt50_user_property_get(&holder, "a", value, 8), 0);
+    EXPECT_STREQ(value, "1234567");
+    ASSERT_EQ(mqtt50_user_property_get(&holder, "ab", value, 1), 0);
+    EXPECT_STREQ(value, "");
+    EXPECT_EQ(mqtt50_user_property_get(&holder, "abc", value, 8), -105);
+    EXPECT_EQ(mqtt50_user_property_get(&holder, "b", value, 8), -105);
+    EXPECT_EQ(mqtt50_user_property_get(&holder, "", value, 8), -105);
+    ASSERT_EQ(mqtt50_user_property_set(&holder, "a", "new"), 0);
+    ASSERT_EQ(mqtt50_user_property_get(&holder, "a", value, 8), 0);
+    EXPECT_STREQ(value, "new");
+    EXPECT_EQ(holder.user_prop_count, 2);
+    EXPECT_STREQ(holder.user_props->next->key, "ab");
+
+    EXPECT_EQ(mqtt50_user_property_get(nullptr, "a", value, 8), -101);
+    EXPECT_EQ(mqtt50_user_property_get(&holder, nullptr, value, 8), -101);
+    EXPECT_EQ(mqtt50_user_property_get(&holder, "a", nullptr, 8), -101);
+    EXPECT_EQ(mqtt50_user_property_get(&holder, "a", value, 0), -101);
+    EXPECT_EQ(mqtt50_user_property_set(nullptr, "a", "b"), -101);
+    EXPECT_EQ(mqtt50_user_property_set(&holder, nullptr, "b"), -101);
+    EXPECT_EQ(mqtt50_user_property_set(&holder, "", "b"), -101);
+    EXPECT_EQ(mqtt50_user_property_set(&holder, "a", nullptr), -101);
+    EXPECT_EQ(mqtt50_user_property_set(&holder, "a", ""), -101);
+    EXPECT_EQ(mqtt50_user_property_free(holder.user_props), 0);
+    EXPECT_EQ(mqtt50_user_property_free(nullptr), 0);
+}
+
+TEST(v50_user_property, a_ninth_pair_is_refused) {
+    mqtt50_message holder = {};
+    for (int i = 0; i < 8; ++i) {
+        ASSERT_EQ(mqtt50_user_property_set(&holder, "k", "v"), 0);
+    }
+    const mqtt50_user_property *head = holder.user_props;
+    agent_log_set_level(AGENT_LOG_WARN);
+    zep_test::log_capture log;
+    EXPECT_EQ(mqtt50_user_property_set(&holder, "k", "v"), -110);
+    EXPECT_EQ(log.take(), "[WARN] MQTT5.0_PROTOCOL: 用户属性组数达到上限(8组)，拒绝新增\n");
+    EXPECT_EQ(holder.user_prop_count, 8);
+    EXPECT_EQ(holder.user_props, head);
+    agent_log_set_level(AGENT_LOG_DEBUG);
+    mqtt50_user_property_free(holder.user_props);
+}
+
+TEST(v50_user_property, every_failing_allocation_leaves_the_list_as_it_was) {
+    mqtt50_message holder = {};
+    ASSERT_EQ(mqtt50_user_property_set(&holder, "old", "v"), 0);
+    const mqtt50_user_property *head = holder.user_props;
+    for (uint64_t fail_at = 0; fail_at < 3; ++fail_at) {
+        const zep_test::failing_malloc failing(fail_at);
+        EXPECT_EQ(mqtt50_user_property_set(&holder, "key", "value"), -103);
+        EXPECT_TRUE(failing.has_failed());
+        EXPECT_EQ(holder.user_props, head);
+        EXPECT_EQ(holder.user_prop_count, 1);
+    }
+    EXPECT_EQ(mqtt50_user_property_set(&holder, "key", "value"), 0);
+    mqtt50_user_property_free(holder.user_props);
+}
