@@ -185,7 +185,8 @@ ZEP_MQTT_API int32_t zep_mqtt_sdk_client_subscribe(zep_mqtt_sdk_client *client, 
                                                    uint32_t qos, const char *share_group);
 
 /**
- * Unsubscribes from one topic filter. Arguments and results as for subscribe;
+ * Unsubscribes from one topic filter. Arguments and results as for subscribe, but the group is only
+ * checked and logged: a shared subscription is ended by its whole name, "$share/group/filter".
  * ZEP_MQTT_SDK_ERR_CACHE means that the process had no such subscription on record, the
  * UNSUBSCRIBE was sent all the same.
  */

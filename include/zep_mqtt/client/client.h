@@ -114,6 +114,8 @@ typedef struct mqtt_client {
     uint32_t rx_skip;            /**< bytes of an oversized packet still to be passed over */
     uint8_t received_qos2[8192]; /**< inbound QoS 2 identifiers between PUBLISH and PUBREL, a bit
                                       for each of the 65,536 */
+    uint8_t awaited_ack[129];    /**< by identifier: the type of the packet that ends an exchange
+                                      without a cache entry, 0 for none */
 } mqtt_client;
 
 /**

@@ -22,9 +22,8 @@ struct zep_mqtt_sdk_client {
     mqtt_client *core;                /**< the client */
     uint8_t connected;                /**< 1 once a loop call has seen the core connected */
     zep_mqtt_sdk_config cfg; /**< as given, with a v50_max_pkt_size of 0 replaced by 1028; of the
-                                  texts only share_group stays readable after create */
-
-    char share_group[65]; /**< private: what cfg.share_group points to */
+                                  texts only share_group stays readable after create: it
+                                  points to a copy behind this record */
 };
 
 /**

@@ -1,0 +1,60 @@
+// What the rooms of the client share: the state of the connection, its end, and sending.
+#pragma once
+
+#include <cstring>
+
+#include <zep_mqtt/client/client.h>
+#include <zep_mqtt/client/v50.h>
+#include <zep_mqtt/platform/clock.h>
+
+namespace zep {
+
+constexpr uint32_t CONNACK_TIMEOUT_MS = 3000;
+
+inline uint32_t tick_now() {
+    return static_cast<uint32_t>(platform_get_tick_ms());
+}
+
+inline bool is_connected(const mqtt_client &client) {
+    return client.state == MQTT_CLIENT_CONNECTED && client.net_index != MQTT_CLIENT_NO_INSTANCE;
+}
+
+inline bool cipher_is_on(const mqtt_client &client) {
+    return client.crypto != nullptr && client.config.crypto_enable == 1;
+}
+
+inline void clear_tx_buf(mqtt_client &client) {
+    std::memset(client.tx_buf, 0, sizeof client.tx_buf);
+}
+
+inline bool negotiated_50(const mqtt_client &client) {
+    return client.conn_info != nullptr && client.conn_info->protocol_version == 5;
+}
+
+// The version that packets other than CONNECT are written for.
+inline uint32_t version_in_use(const mqtt_client &client) {
+    return client.conn_info != nullptr && client.conn_info->protocol_version > 0
+               ? client.conn_info->protocol_version
+               : client.config.mqtt_version;
+}
+
+void log_null_client(const char *operation);
+
+// Sends on the client's network instance; 0 or the adapter's status.
+int32_t send_packet(const mqtt_client &client, const uint8_t *packet, uint32_t length);
+
+// Forgets what was received and not handled: nothing of one connection may reach the next.
+void reset_receive_buffer(mqtt_client &client);
+
+// DISCONNECTED, without a network instance. Everything that lives and dies with a connection ends
+// here; what outlives it (QoS caches, their identifiers) stays.
+void end_connection(mqtt_client &client);
+
+// Ends the connection and tells the application that the link was lost.
+void lose_link(mqtt_client &client);
+
+// Lets the system give up on data that the peer does not acknowledge early enough for a peer that
+// vanished to be noticed within one and a half keep-alive intervals.
+void apply_unacked_timeout(const mqtt_client &client);
+
+}  // namespace zep

@@ -1,0 +1,44 @@
+#include <zep_mqtt/client/receive.h>
+#include <zep_mqtt/net/adapter.h>
+
+#include "client/awaited_ack.h"
+#include "client/client_private.h"
+#include "log/log_lines.h"
+#include "net/adapter_private.h"
+
+namespace zep {
+
+void log_null_client(const char *operation) {
+    LOG_ERROR("MQTT_CLIENT: 无效空指针（调用函数：%s）", operation);
+}
+
+int32_t send_packet(const mqtt_client &client, const uint8_t *packet, uint32_t length) {
+    return net_adapter_send(client.net_index, packet, length);
+}
+
+void reset_receive_buffer(mqtt_client &client) {
+    client.rx_start = 0;
+    client.rx_end = 0;
+    client.rx_skip = 0;
+}
+
+void end_connection(mqtt_client &client) {
+    client.state = MQTT_CLIENT_DISCONNECTED;
+    net_adapter_close(client.net_index);
+    client.net_index = MQTT_CLIENT_NO_INSTANCE;
+    reset_receive_buffer(client);
+    release_awaited(client);
+}
+
+void lose_link(mqtt_client &client) {
+    end_connection(client);
+    trigger_broker_resp_cb(&client, 0, MQTT_RESP_DISCONNECT, MQTT_RESP_RESULT_LINK, 0);
+}
+
+void apply_unacked_timeout(const mqtt_client &client) {
+    // A PINGREQ goes out half an interval after the last activity; half an interval more without
+    // an acknowledgement makes the next use of the socket fail.
+    net_adapter_set_unacked_timeout(client.net_index, client.config.keep_alive * 500U);
+}
+
+}  // namespace zep

@@ -1,0 +1,60 @@
+// The rooms of the receive dispatch: one for each kind of packet that a client handles. What the
+// two versions share stands once and is told apart by `label`, which is part of the log lines.
+#pragma once
+
+#include <zep_mqtt/client/client.h>
+#include <zep_mqtt/core/status.h>
+
+namespace zep {
+
+constexpr const char *LABEL_311 = "";
+constexpr const char *LABEL_50 = "5.0 ";
+
+// A PUBLISH of either version. The pointers lead into memory of the decoder or the receive buffer.
+struct inbound_publish {
+    const char *topic;
+    const uint8_t *payload;  // null when empty
+    uint32_t payload_len;
+    uint32_t qos;
+    uint8_t retain;
+    uint16_t msg_id;
+};
+
+// 3.1.1, decoded.
+void on_connect(mqtt_client &client, const mqtt_packet &packet);
+void on_connack(mqtt_client &client, const mqtt_packet &packet);
+void on_publish(mqtt_client &client, const mqtt_packet &packet);
+void on_puback(mqtt_client &client, const mqtt_packet &packet);
+void on_qos2_ack(mqtt_client &client, const mqtt_packet &packet);
+void on_pubrel(mqtt_client &client, const mqtt_packet &packet);
+void on_suback(mqtt_client &client, const mqtt_packet &packet);
+void on_unsuback(mqtt_client &client, const mqtt_packet &packet);
+void on_pingresp(mqtt_client &client, const mqtt_packet &packet);
+void on_disconnect(mqtt_client &client, const mqtt_packet &packet);
+
+// 5.0, as received.
+void on_connack50(mqtt_client &client, const uint8_t *packet, uint32_t length);
+void on_publish50(mqtt_client &client, const uint8_t *packet, uint32_t length);
+void on_puback50(mqtt_client &client, const uint8_t *packet, uint32_t length);
+void on_qos2_ack50(mqtt_client &client, const uint8_t *packet, uint32_t length);
+void on_pubrel50(mqtt_client &client, const uint8_t *packet, uint32_t length);
+void on_suback50(mqtt_client &client, const uint8_t *packet, uint32_t length);
+void on_unsuback50(mqtt_client &client, const uint8_t *packet, uint32_t length);
+void on_pingresp50(mqtt_client &client, const uint8_t *packet, uint32_t length);
+void on_disconnect50(mqtt_client &client, const uint8_t *packet, uint32_t length);
+
+// Encodes an acknowledgement of ours and sends it. It carries any identifier of the broker's. That
+// it could not be sent is not acted on: the broker sends its packet again.
+void reply_with_ack(mqtt_client &client, uint32_t type, uint16_t msg_id);
+
+// Hands a message to the application.
+inline void deliver(const mqtt_client &client, const mqtt_message &message) {
+    if (client.msg_cb != nullptr) {
+        client.msg_cb(client.user_obj, &message);
+    }
+}
+
+// The broker kept no session: what it sends from now on repeats nothing of an earlier connection.
+void forget_received_messages(mqtt_client &client);
+
+}  // namespace zep

@@ -1,0 +1,26 @@
+// The library-wide half of the public interface.
+#include <atomic>
+
+#include <zep_mqtt/net/adapter.h>
+#include <zep_mqtt_sdk.h>
+
+#include "log/log_lines.h"
+
+uint8_t g_mqtt_sdk_global_inited;
+
+int32_t zep_mqtt_sdk_global_init(void) {
+    if (std::atomic_ref<uint8_t>(g_mqtt_sdk_global_inited).exchange(1) == 0) {
+        LOG_INFO("MQTT_SDK: global init success");
+    }
+    return ZEP_MQTT_SDK_OK;
+}
+
+void zep_mqtt_sdk_global_deinit(void) {
+    const std::atomic_ref<uint8_t> inited(g_mqtt_sdk_global_inited);
+    if (inited.load() == 0) {
+        return;
+    }
+    net_adapter_global_deinit();
+    inited.store(0);
+    LOG_INFO("MQTT_SDK: global deinit success, all resource released");
+}

@@ -1,0 +1,21 @@
+// What the files of the public interface share.
+#pragma once
+
+#include <zep_mqtt/client/handle.h>
+
+namespace zep {
+
+constexpr uint32_t SDK_PACKET_MAX = 1028;
+constexpr uint32_t SDK_CREDENTIAL_MAX = 64;
+constexpr uint32_t SDK_SHARE_GROUP_MAX = 64;
+
+// The public result for a core status: the only translation between the two.
+int32_t sdk_result(int32_t core_status);
+
+// Whether the operations of 5.0 serve this handle: it was created for 5.0 and has not been switched
+// to 3.1.1 since.
+bool sdk_speaks_50(const zep_mqtt_sdk_client &handle);
+
+bool sdk_is_usable(const zep_mqtt_sdk_client &handle);
+
+}  // namespace zep
