@@ -6,8 +6,8 @@
  * or destroyed. On POSIX each timer that was ever started has one thread, on which its function
  * runs, with no lock held:
  * - The function never runs twice at a time for one timer, and never after its timer's destroy has
- *   returned. Periods do not drift: each is counted from the start, not from the last call. Periods
- *   that pass while the function still runs are skipped.
+ *   returned. Periods do not drift: they are counted from the start, not from the last call. All
+ *   that end while the function still runs give one call together, when it has returned.
  * - The function may stop, start and destroy its own timer. A timer destroyed by its own function
  *   stays readable until that function has returned, and is released then.
  * - Two functions must not destroy each other's timers: each would wait for the other to return.

@@ -1,0 +1,241 @@
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sstream>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include <zep_mqtt/log/log.h>
+
+#include "support/log_capture.h"
+
+namespace {
+
+constexpr uint32_t BOTH = AGENT_LOG_CONSOLE | AGENT_LOG_FILE;
+const char *const FILE_NAME = "zep_flash.txt";
+
+class log_file : public testing::Test {
+ protected:
+    log_file() {
+        if (mkdtemp(directory_) == nullptr || chdir(directory_) != 0) {
+            std::abort();
+        }
+    }
+    ~log_file() override {
+        agent_log_deinit();
+        std::filesystem::remove_all(directory_);
+    }
+
+    static void init(uint32_t level, uint32_t targets, uint32_t max_file_size) {
+        const log_config config = {level, targets, max_file_size, 256};
+        agent_log_init(&config);
+    }
+
+    static std::string content() {
+        std::ifstream file(FILE_NAME);
+        std::stringstream all;
+        all << file.rdbuf();
+        return all.str();
+    }
+
+    // The lines of the file without their ticks.
+    static std::string lines() {
+        std::string result;
+        std::stringstream all(content());
+        for (std::string line; std::getline(all, line);) {
+            result += line.substr(line.find("] ") + 2) + "\n";
+        }
+        return result;
+    }
+
+ private:
+    char directory_[22] = "/tmp/zep_log_XXXXXX";
+};
+
+TEST_F(log_file, repeats_the_console) {
+    zep_test::log_capture log;
+    init(AGENT_LOG_INFO, BOTH, 0);
+    agent_log(AGENT_LOG_DEBUG, "dropped");
+    agent_log(AGENT_LOG_WARN, "一行 %d", 1);
+    const std::string expected =
+        "[INFO] 日志文件已打开：zep_flash.txt（最大容量：1024 KB）\n"
+        "[INFO] 日志系统初始化完成，级别: INFO，目标: 0x3\n"
+        "[WARN] 一行 1\n";
+    EXPECT_EQ(lines(), expected) << "every line is in the file at once";
+    agent_log_deinit();
+    agent_log_deinit();
+    agent_log(AGENT_LOG_WARN, "console only");
+    EXPECT_EQ(log.take(), expected +
+                              "[INFO] ✅ 日志文件已关闭：zep_flash.txt\n"
+                              "[WARN] console only\n");
+    EXPECT_EQ(lines(), expected);
+    EXPECT_EQ(g_log_config.targets, BOTH);
+    EXPECT_EQ(g_log_config.max_file_size, 0x100000u);
+}
+
+TEST_F(log_file, cuts_a_line_with_its_newline) {
+    init(AGENT_LOG_ERROR, AGENT_LOG_FILE, 0);
+    agent_log(AGENT_LOG_ERROR, "%s", std::string(600, 'x').c_str());
+    EXPECT_EQ(content().size(), 510u);
+    EXPECT_EQ(content().back(), 'x');
+}
+
+TEST_F(log_file, starts_again_at_its_cap) {
+    std::ofstream(FILE_NAME) << std::string(2000, 'o');
+    init(AGENT_LOG_ERROR, AGENT_LOG_FILE, 1024);
+    EXPECT_EQ(content().size(), 2000u) << "only a line empties it";
+    agent_log(AGENT_LOG_ERROR, "first");
+    EXPECT_EQ(lines(), "[ERROR] first\n");
+
+    init(AGENT_LOG_ERROR, AGENT_LOG_FILE, static_cast<uint32_t>(content().size()) + 1);
+    agent_log(AGENT_LOG_ERROR, "second");
+    EXPECT_EQ(lines(), "[ERROR] first\n[ERROR] second\n") << "one byte below the cap";
+    agent_log(AGENT_LOG_ERROR, "third");
+    EXPECT_EQ(lines(), "[ERROR] third\n");
+
+    init(AGENT_LOG_ERROR, AGENT_LOG_FILE, UINT32_MAX);
+    agent_log(AGENT_LOG_ERROR, "fourth");
+    EXPECT_EQ(lines(), "[ERROR] third\n[ERROR] fourth\n");
+}
+
+TEST_F(log_file, is_emptied_on_request) {
+    zep_test::log_capture log;
+    agent_log_clear_flash();
+    init(AGENT_LOG_DEBUG, AGENT_LOG_FILE, 0);
+    agent_log_clear_flash();
+    EXPECT_EQ(lines(), "[DEBUG] 日志文件已清空\n");
+    EXPECT_EQ(log.take(), "[DEBUG] 尝试清空日志文件（未打开）\n");
+}
+
+TEST_F(log_file, second_init_closes_the_first_stream) {
+    const auto open_files = [] {
+        const std::filesystem::directory_iterator files("/proc/self/fd");
+        return std::distance(begin(files), end(files));
+    };
+    init(AGENT_LOG_ERROR, AGENT_LOG_FILE, 0);
+    const auto before = open_files();
+    init(AGENT_LOG_ERROR, AGENT_LOG_FILE, 0);
+    EXPECT_EQ(open_files(), before);
+    agent_log(AGENT_LOG_ERROR, "once");
+    EXPECT_EQ(lines(), "[ERROR] once\n");
+}
+
+// A file that fails is reported on the console and given up; the console goes on.
+TEST_F(log_file, failures_reach_the_console_only) {
+    const struct {
+        const char *name;
+        void (*prepare)();  // before init
+        void (*spoil)();    // after init
+        const char *report;
+    } cases[] = {
+        {"open", [] { std::filesystem::create_directory(FILE_NAME); }, [] {},
+         "[ERROR] 日志文件打开失败：zep_flash.txt\n"},
+        {"write", [] { std::filesystem::create_symlink("/dev/full", FILE_NAME); }, [] {},
+         "[ERROR] line\n[ERROR] 日志写入文件失败，关闭句柄\n"},
+        {"size",
+         [] {
+             mkfifo(FILE_NAME, 0600);
+             (void)open(FILE_NAME, O_RDWR);  // a pipe opens for writing only with a reader
+         },
+         [] {}, "[ERROR] line\n[ERROR] 日志文件大小获取失败，关闭句柄\n"},
+        {"rebuild", [] { std::ofstream(FILE_NAME) << "full"; },
+         [] {
+             std::filesystem::rename(FILE_NAME, "moved");
+             std::filesystem::create_directory(FILE_NAME);
+         },
+         "[ERROR] line\n[ERROR] 重建日志文件失败：zep_flash.txt\n"},
+    };
+    for (const auto &c : cases) {
+        c.prepare();
+        zep_test::log_capture log;
+        init(AGENT_LOG_ERROR, BOTH, 4);
+        c.spoil();
+        const bool opened = (g_log_config.targets & AGENT_LOG_FILE) != 0;
+        if (opened) {
+            agent_log(AGENT_LOG_ERROR, "line");
+        }
+        EXPECT_EQ(g_log_file, nullptr) << c.name;
+        agent_log(AGENT_LOG_ERROR, "goes on");
+        EXPECT_EQ(log.take(), std::string(c.report) + "[ERROR] goes on\n") << c.name;
+        EXPECT_EQ(opened, std::string(c.name) != "open");
+        std::filesystem::remove_all(FILE_NAME);
+    }
+}
+
+// Lines of one thread in their order, none torn; thread and number stand at both ends.
+class threads_log : public log_file {
+ protected:
+    static constexpr int THREADS = 4;
+    static constexpr int LINES = 400;
+
+    static void run_all() {
+        std::vector<std::thread> threads;
+        for (int t = 0; t < THREADS; ++t) {
+            threads.emplace_back([t] {
+                for (int i = 0; i < LINES; ++i) {
+                    agent_log(AGENT_LOG_ERROR, "%d %d %.*s %d %d", t, i, (t + i) % 40,
+                              "----------------------------------------", t, i);
+                }
+            });
+        }
+        for (std::thread &thread : threads) {
+            thread.join();
+        }
+    }
+
+    // Returns how many lines there are.
+    static int check_lines() {
+        int last[THREADS] = {-1, -1, -1, -1};
+        int count = 0;
+        std::stringstream all(lines());
+        for (std::string line; std::getline(all, line); ++count) {
+            int t = -1, i = -1, t_again = -1, i_again = -1;
+            std::sscanf(line.c_str(), "[ERROR] %d %d %*[-] %d %d", &t, &i, &t_again, &i_again);
+            if ((t + i) % 40 == 0) {
+                std::sscanf(line.c_str(), "[ERROR] %d %d  %d %d", &t, &i, &t_again, &i_again);
+            }
+            EXPECT_EQ(t, t_again) << line;
+            EXPECT_EQ(i, i_again) << line;
+            if (t < 0 || t >= THREADS) {
+                ADD_FAILURE() << line;
+                break;
+            }
+            EXPECT_GT(i, last[t]) << line;
+            last[t] = i;
+        }
+        return count;
+    }
+};
+
+TEST_F(threads_log, loses_no_line) {
+    init(AGENT_LOG_ERROR, AGENT_LOG_FILE, 0);
+    run_all();
+    EXPECT_EQ(check_lines(), THREADS * LINES);
+}
+
+TEST_F(threads_log, survives_rebuilds_and_reopening) {
+    constexpr size_t CAP = 2000;
+    constexpr size_t LONGEST_LINE = 100;
+    init(AGENT_LOG_ERROR, AGENT_LOG_FILE, CAP);
+    std::thread disturber([] {
+        for (int i = 0; i < 100; ++i) {
+            init(AGENT_LOG_ERROR, AGENT_LOG_FILE, CAP);
+            agent_log_clear_flash();
+            agent_log_deinit();
+            agent_log_set_level(AGENT_LOG_ERROR);
+        }
+        init(AGENT_LOG_ERROR, AGENT_LOG_FILE, CAP);
+    });
+    run_all();
+    disturber.join();
+    check_lines();
+    EXPECT_LE(content().size(), CAP + LONGEST_LINE);
+    agent_log(AGENT_LOG_ERROR, "0 9999 - 0 9999");
+    EXPECT_GE(check_lines(), 1);
+}
+
+}  // namespace

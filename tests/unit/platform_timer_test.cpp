@@ -1,0 +1,268 @@
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <functional>
+#include <gtest/gtest.h>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <zep_mqtt/log/log.h>
+#include <zep_mqtt/platform/clock.h>
+#include <zep_mqtt/platform/thread.h>
+#include <zep_mqtt/platform/timer.h>
+
+#include "support/failing_malloc.h"
+#include "support/log_capture.h"
+
+namespace {
+
+constexpr uint32_t ENDLESS_MS = 3'600'000;
+
+// What a timer calls: counts, and does what the test wants done.
+struct probe {
+    std::function<void(int)> action = [](int) {};
+    std::atomic<int> begun{0};
+    std::atomic<int> ended{0};
+
+    static void run(void *arg) {
+        auto *p = static_cast<probe *>(arg);
+        p->action(p->begun++);
+        ++p->ended;
+    }
+};
+
+bool wait_until(const std::function<bool()> &reached) {
+    for (int i = 0; i < 30'000 && !reached(); ++i) {
+        platform_delay_ms(1);
+    }
+    return reached();
+}
+
+class platform_timer_test : public testing::Test {
+ protected:
+    platform_timer_test() { agent_log_set_level(AGENT_LOG_FATAL); }
+};
+
+TEST_F(platform_timer_test, refuses_and_reports) {
+    agent_log_set_level(AGENT_LOG_DEBUG);
+    const auto marked = reinterpret_cast<platform_timer *>(0x12DDDDDDDD);
+    const struct {
+        std::function<void()> act;
+        std::string line;
+    } cases[] = {
+        {[] { EXPECT_EQ(platform_timer_create_win32(nullptr, nullptr, 5), nullptr); },
+         "[ERROR] platform_timer_create_win32: 无效参数（func=(nil), period=5）\n"},
+        {[] { EXPECT_EQ(platform_timer_start_win32(nullptr), 0); },
+         "[ERROR] platform_timer_start_win32: 无效指针（NULL）\n"},
+        {[] { EXPECT_EQ(platform_timer_stop_win32(nullptr), 0); }, ""},
+        {[] { platform_timer_destroy_win32(nullptr); }, ""},
+        {[] { timer_callback_wrapper(nullptr); }, ""},
+        {[=] { EXPECT_EQ(platform_timer_start_win32(marked), 0); },
+         "[ERROR] platform_timer_start_win32: 访问已释放的定时器（地址：0x12dddddddd）\n"},
+        {[=] { EXPECT_EQ(platform_timer_stop_win32(marked), 0); },
+         "[ERROR] platform_timer_stop_win32: 访问已释放的定时器（地址：0x12dddddddd）\n"},
+        {[=] { platform_timer_destroy_win32(marked); },
+         "[ERROR] platform_timer_destroy_win32: 访问已释放的定时器（地址：0x12dddddddd）\n"},
+        {[] {
+             platform_timer_context context{probe::run, nullptr, nullptr};
+             timer_callback_wrapper(&context);
+         },
+         "[WARN] timer_callback_wrapper: 定时器已失效，跳过回调（地址：(nil)）\n"},
+        {[] {
+             platform_timer bare{};
+             bare.valid = 1;
+             EXPECT_EQ(platform_timer_start_win32(&bare), 0);
+         },
+         "定时器互斥锁已失效"},
+    };
+    for (const auto &c : cases) {
+        zep_test::log_capture log;
+        c.act();
+        const std::string written = log.take();
+        EXPECT_TRUE(c.line.back() == '\n' || c.line.empty()
+                        ? written == c.line
+                        : written.find(c.line) != std::string::npos)
+            << written;
+    }
+    zep_test::log_capture log;
+    EXPECT_EQ(platform_timer_create_win32(probe::run, nullptr, 0), nullptr);
+    EXPECT_NE(log.take().find(", period=0）\n"), std::string::npos);
+}
+
+TEST_F(platform_timer_test, leaves_nothing_behind_without_memory) {
+    agent_log_set_level(AGENT_LOG_ERROR);
+    const char *const lines[] = {"内存分配失败\n", "互斥锁创建失败\n",
+                                 "定时器句柄创建失败（错误码：12）\n", "上下文内存分配失败\n"};
+    for (uint64_t i = 0; i < std::size(lines); ++i) {
+        zep_test::log_capture log;
+        const zep_test::failing_malloc failing(i);
+        EXPECT_EQ(platform_timer_create_win32(probe::run, nullptr, 5), nullptr);
+        EXPECT_NE(log.take().find(std::string("[ERROR] platform_timer_create_win32: ") + lines[i]),
+                  std::string::npos)
+            << lines[i];
+    }
+    probe calls;
+    platform_timer *timer = platform_timer_create_win32(probe::run, &calls, ENDLESS_MS);
+    ASSERT_NE(timer, nullptr);
+    {
+        zep_test::log_capture log;
+        const zep_test::failing_malloc failing(0);
+        EXPECT_EQ(platform_timer_start_win32(timer), 0);
+        EXPECT_NE(log.take().find("启动失败（错误码：12，"), std::string::npos);
+    }
+    EXPECT_EQ(platform_timer_start_win32(timer), 1) << "it can be had later";
+    EXPECT_TRUE(wait_until([&] { return calls.ended == 1; }));
+    platform_timer_destroy_win32(timer);
+}
+
+TEST_F(platform_timer_test, calls_first_at_once_then_on_a_grid_that_does_not_drift) {
+    constexpr int64_t PERIOD_US = 50'000;
+    constexpr size_t CALLS = 13;
+    std::mutex lock;
+    std::vector<int64_t> times;
+    probe calls;
+    calls.action = [&](int) {
+        {
+            const std::lock_guard guard(lock);
+            times.push_back(platform_get_tick_us_win32());
+        }
+        platform_delay_ms(20);
+    };
+    platform_timer *timer = platform_timer_create_win32(probe::run, &calls, PERIOD_US / 1000);
+    platform_delay_ms(5);
+    EXPECT_EQ(calls.begun, 0) << "not before start";
+    const int64_t start = platform_get_tick_us_win32();
+    ASSERT_EQ(platform_timer_start_win32(timer), 1);
+    EXPECT_EQ(timer->running, 1);
+    EXPECT_TRUE(wait_until([&] { return calls.begun >= static_cast<int>(CALLS); }));
+    EXPECT_EQ(platform_timer_stop_win32(timer), 1);
+    platform_timer_destroy_win32(timer);
+
+    std::vector<int64_t> lateness;
+    for (size_t i = 0; i < CALLS; ++i) {
+        EXPECT_GE(times[i], start + static_cast<int64_t>(i) * PERIOD_US) << "call " << i;
+        lateness.push_back((times[i] - start) % PERIOD_US);
+    }
+    // On a busy machine single calls are late; calls that drifted would be spread over the period.
+    std::sort(lateness.begin(), lateness.end());
+    EXPECT_LT(lateness[CALLS / 2], 15'000);
+}
+
+TEST_F(platform_timer_test, starts_and_stops_once) {
+    agent_log_set_level(AGENT_LOG_WARN);
+    probe calls;
+    platform_timer *timer = platform_timer_create_win32(probe::run, &calls, ENDLESS_MS);
+    EXPECT_EQ(platform_timer_stop_win32(timer), 1) << "never started";
+    EXPECT_EQ(platform_timer_start_win32(timer), 1);
+    {
+        zep_test::log_capture log;
+        EXPECT_EQ(platform_timer_start_win32(timer), 1);
+        EXPECT_NE(log.take().find("[WARN] platform_timer_start_win32: 定时器已运行（地址：0x"),
+                  std::string::npos);
+    }
+    EXPECT_TRUE(wait_until([&] { return calls.ended == 1; }));
+    timer_callback_wrapper(timer->cb);
+    EXPECT_EQ(calls.ended, 2) << "the trampoline itself calls a running timer's function";
+    EXPECT_EQ(platform_timer_stop_win32(timer), 1);
+    zep_test::log_capture log;
+    timer_callback_wrapper(timer->cb);
+    EXPECT_NE(
+        log.take().find("[WARN] timer_callback_wrapper: 回调被阻止（定时器状态异常，地址：0x"),
+        std::string::npos);
+    platform_delay_ms(20);
+    EXPECT_EQ(calls.begun, 2);
+    platform_timer_destroy_win32(timer);
+}
+
+// Whatever an expiry and a restart do to each other, one start is worth one immediate call.
+TEST_F(platform_timer_test, restarts_never_double_a_call) {
+    constexpr int STARTS = 2000;
+    probe calls;
+    platform_timer *timer = platform_timer_create_win32(probe::run, &calls, ENDLESS_MS);
+    for (int i = 0; i < STARTS; ++i) {
+        ASSERT_EQ(platform_timer_start_win32(timer), 1);
+        if (i % 3 == 0) {
+            platform_delay_ms(0);
+        }
+        ASSERT_EQ(platform_timer_stop_win32(timer), 1);
+    }
+    platform_timer_destroy_win32(timer);
+    EXPECT_LE(calls.begun, STARTS);
+    EXPECT_EQ(calls.begun, calls.ended);
+}
+
+TEST_F(platform_timer_test, stops_inside_its_own_call) {
+    probe calls;
+    platform_timer *timer = platform_timer_create_win32(probe::run, &calls, 1);
+    calls.action = [&](int) { EXPECT_EQ(platform_timer_stop_win32(timer), 1); };
+    ASSERT_EQ(platform_timer_start_win32(timer), 1);
+    EXPECT_TRUE(wait_until([&] { return calls.ended == 1; }));
+    platform_delay_ms(20);
+    EXPECT_EQ(calls.begun, 1);
+    ASSERT_EQ(platform_timer_start_win32(timer), 1);
+    EXPECT_TRUE(wait_until([&] { return calls.ended == 2; }));
+    platform_timer_destroy_win32(timer);
+}
+
+TEST_F(platform_timer_test, destroyed_inside_its_own_call_stays_readable_until_the_end) {
+    agent_log_set_level(AGENT_LOG_DEBUG);
+    zep_test::log_capture log;
+    probe calls;
+    platform_timer *timer = platform_timer_create_win32(probe::run, &calls, 1);
+    std::atomic<bool> refused{false};
+    calls.action = [&](int) {
+        platform_timer_destroy_win32(timer);
+        refused = platform_timer_start_win32(timer) == 0 && platform_timer_stop_win32(timer) == 0;
+        platform_timer_destroy_win32(timer);
+    };
+    ASSERT_EQ(platform_timer_start_win32(timer), 1);
+    EXPECT_TRUE(wait_until([&] { return calls.ended == 1; }));
+    platform_delay_ms(50);
+    EXPECT_EQ(calls.begun, 1);
+    EXPECT_TRUE(refused);
+    const std::string lines = log.take();
+    size_t from = 0;
+    for (const char *line : {"start_win32: 定时器已失效或正在销毁", "stop_win32: 定时器已失效",
+                             "[WARN] platform_timer_destroy_win32: 重复销毁", "彻底销毁"}) {
+        from = lines.find(line, from);
+        EXPECT_NE(from, std::string::npos) << line << " missing in\n" << lines;
+    }
+}
+
+TEST_F(platform_timer_test, destroy_waits_for_a_running_call) {
+    probe calls;
+    std::atomic<bool> entered{false};
+    calls.action = [&](int) {
+        entered = true;
+        platform_delay_ms(60);
+    };
+    platform_timer *timer = platform_timer_create_win32(probe::run, &calls, 1);
+    ASSERT_EQ(platform_timer_start_win32(timer), 1);
+    ASSERT_TRUE(wait_until([&] { return entered.load(); }));
+    platform_timer_destroy_win32(timer);
+    EXPECT_EQ(calls.begun, calls.ended);
+    const int calls_until_destroy = calls.begun;
+    platform_delay_ms(30);
+    EXPECT_EQ(calls.begun, calls_until_destroy);
+}
+
+// Many timers that expire all the time, destroyed at any moment: for the sanitizers.
+TEST_F(platform_timer_test, destroy_at_any_moment) {
+    probe calls;
+    for (int round = 0; round < 10; ++round) {
+        platform_timer *timers[4];
+        for (platform_timer *&timer : timers) {
+            timer = platform_timer_create_win32(probe::run, &calls, 1);
+            ASSERT_EQ(platform_timer_start_win32(timer), 1);
+        }
+        platform_delay_ms(static_cast<uint32_t>(round % 3));
+        for (platform_timer *timer : timers) {
+            platform_timer_destroy_win32(timer);
+        }
+        const int begun = calls.begun;
+        EXPECT_EQ(calls.ended, begun);
+    }
+}
+
+}  // namespace
