@@ -1,0 +1,173 @@
+// How much memory the paths of a client take, and what they do when there is none.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "support/client_fixture.h"
+#include "support/failing_malloc.h"
+
+namespace {
+
+using namespace zep_test;
+
+FOR_BOTH_VERSIONS(memory_test);
+
+TEST_P(memory_test, the_common_paths_allocate_what_they_must) {
+    connect();
+    pass();                                       // whatever the first pass sets up
+    const uint64_t decoded = v == &V311 ? 1 : 0;  // copies that only the 3.1.1 decoder makes
+    uint64_t before = allocations_made();
+    const auto expect_allocations = [&](uint64_t count, const char *path) {
+        EXPECT_EQ(allocations_made() - before, count) << path;
+        before = allocations_made();
+    };
+    EXPECT_EQ(publish(0), 0);
+    expect_allocations(0, "QoS 0 publish");
+    pass(2);
+    expect_allocations(0, "idle pass");
+    EXPECT_EQ(publish(1), 0);
+    expect_allocations(3, "QoS 1 publish: entry, topic, payload");
+    EXPECT_EQ(publish(2), 0);
+    expect_allocations(3, "QoS 2 publish");
+    age_cache(2000);
+    pass(2);
+    expect_allocations(0, "repetition");
+    broker.send(v->publish2, 7);
+    broker.send(PUBREL, 7);
+    pass();
+    expect_allocations(2 * decoded, "delivery: topic, payload");
+    broker.send(v->suback, 9);
+    broker.send(v->unsuback, 9);
+    broker.send(PUBACK, 1);
+    broker.send(PUBREC, 2);
+    broker.send(PUBCOMP, 2);
+    pass();
+    expect_allocations(decoded, "acknowledgements: the return codes of a SUBACK");
+    callbacks.take();
+    broker.take(4096);
+}
+
+TEST_P(memory_test, creating_a_handle_fails_whole_or_not_at_all) {
+    zep_mqtt_sdk_config public_config = {};
+    public_config.client_id = "c1";
+    public_config.broker_host = "127.0.0.1";
+    public_config.broker_port = 1;
+    public_config.mqtt_ver = v == &V50 ? 1 : 0;
+    bool failed = true;
+    for (uint64_t fail_at = 0; failed; fail_at++) {
+        const failing_malloc starved(fail_at);
+        zep_mqtt_sdk_client *handle = zep_mqtt_sdk_client_create(
+            &public_config, callback_recorder::public_message, callback_recorder::response);
+        failed = starved.has_failed();
+        EXPECT_EQ(log.count("[ERROR] MQTT_SDK: create failed: malloc obj memory failed"), 1);
+        EXPECT_TRUE(handle != nullptr || failed);
+        zep_mqtt_sdk_client_destroy(handle);
+    }
+}
+
+// One session from creation to destruction, in a process of its own, whose allocation number
+// fail_at fails. Whatever that hits says so by its code and works when it is tried again.
+class starved_test : public both_versions {
+ protected:
+    // False when the session made no such allocation.
+    bool session(uint64_t fail_at) {
+        agent_log_set_level(AGENT_LOG_FATAL);
+        const failing_malloc starved(fail_at);
+        has_failed_ = [&] { return starved.has_failed(); };
+        start();
+        EXPECT_EQ(publish(0), 0);
+        broker.expect(v->publish0);
+        for (const uint32_t qos : {1, 2}) {
+            do_twice_at_most([&] { return publish(qos); }, MQTT_ERR_NO_MEMORY);
+            const unsigned id = broker.take(lay(v->publish1).size()).at(6);
+            const std::string shown = " ok id=" + std::to_string(id);
+            if (qos == 1) {
+                tell_twice_at_most(lay(PUBACK, id), {"PUBACK" + shown});
+            } else {
+                tell_twice_at_most(lay(PUBREC, id), {"QOS2" + shown});
+                broker.expect(PUBREL, id);
+                tell_twice_at_most(lay(PUBCOMP, id), {"QOS2" + shown});
+            }
+            EXPECT_EQ(identifiers_in_use(), 0u);
+        }
+        tell_twice_at_most(lay(v->publish1, 7), {"message t [hi] qos=1 id=7"});
+        broker.expect(PUBACK, 7);
+        EXPECT_EQ(subscribe(), 0);
+        const unsigned id = broker.take(lay(v->subscribe).size()).at(3);
+        const std::string shown = " id=" + std::to_string(id);
+        tell_twice_at_most(lay(v->suback, id),
+                           {"message  [01] qos=1" + shown, "SUBACK ok" + shown});
+        EXPECT_EQ(identifiers_in_use(), 0u);
+        mqtt_client_destroy(client);
+        client = nullptr;
+        broker.expect(v->disconnect);
+        broker.expect_closed();
+        return starved.has_failed();
+    }
+
+ private:
+    void start() {
+        client = mqtt_client_create(&config, callback_recorder::core_message,
+                                    callback_recorder::response, &callbacks);
+        if (client != nullptr && client->conn_info == nullptr) {
+            mqtt_client_destroy(client);  // allowed, but such a client cannot speak 5.0
+            client = nullptr;
+        }
+        if (client == nullptr) {
+            EXPECT_TRUE(has_failed_());
+            create();
+        }
+        do_twice_at_most([&] { return mqtt_client_connect(client); }, MQTT_ERR_INTERNAL);
+        broker.accept();
+        broker.expect(v->connect);
+        broker.send(v->connack);
+        pass();
+        expect_happened({"CONNACK ok"});
+    }
+
+    void do_twice_at_most(const std::function<int32_t()> &operation, int32_t starved_code) {
+        if (const int32_t result = operation(); result != 0) {
+            EXPECT_EQ(result, starved_code);
+            EXPECT_TRUE(has_failed_());
+            EXPECT_EQ(identifiers_in_use(), 0u);
+            EXPECT_EQ(operation(), 0);
+        }
+    }
+
+    void tell_twice_at_most(const bytes &packet, const happenings &expected) {
+        broker.send(packet);
+        pass();
+        happenings happened = callbacks.take();
+        if (happened.empty()) {
+            EXPECT_TRUE(has_failed_());
+            broker.expect_nothing();
+            broker.send(packet);
+            pass();
+            happened = callbacks.take();
+        }
+        EXPECT_EQ(happened, expected);
+    }
+
+    std::function<bool()> has_failed_;
+};
+
+TEST_P(starved_test, every_allocation_may_fail) {
+    enum { SURVIVED = 0, NOT_REACHED = 1, FAILED = 2 };
+    int status = SURVIVED;
+    uint64_t fail_at = 0;
+    for (; status == SURVIVED; fail_at++) {
+        std::fflush(stdout);
+        const pid_t child = fork();
+        if (child == 0) {
+            const bool reached = session(fail_at);
+            std::exit(HasFailure() ? FAILED : reached ? SURVIVED : NOT_REACHED);
+        }
+        waitpid(child, &status, 0);
+        status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    EXPECT_EQ(status, NOT_REACHED) << "allocation " << fail_at - 1;
+    EXPECT_GT(fail_at, 10u);
+}
+
+INSTANTIATE_TEST_SUITE_P(, starved_test, testing::Values(&V311, &V50), version_name);
+
+}  // namespace
