@@ -1,20 +1,19 @@
 #include "support/mosquitto.h"
 
 #include <arpa/inet.h>
+#include <chrono>
+#include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace zep_test {
@@ -51,7 +50,8 @@ int reserve_port(uint16_t &port) {
 bool accepts_connections(uint16_t port) {
     const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const sockaddr_in address = loopback(port);
-    const int refused = connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    const int refused =
+        connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address);
     close(probe);
     return refused == 0;
 }
@@ -104,7 +104,8 @@ mosquitto::~mosquitto() {
 void mosquitto::prepare() {
     // Debian keeps servers where an ordinary user's PATH does not look.
     const char *path = std::getenv("PATH");
-    setenv("PATH", (std::string(path != nullptr ? path : "/usr/bin:/bin") + ":/usr/sbin").c_str(), 1);
+    setenv("PATH", (std::string(path != nullptr ? path : "/usr/bin:/bin") + ":/usr/sbin").c_str(),
+           1);
 
     std::string name = std::filesystem::temp_directory_path() / "zep_mosquitto_XXXXXX";
     ASSERT_NE(nullptr, mkdtemp(name.data()));
@@ -116,6 +117,7 @@ void mosquitto::configure(const std::string &more) {
     std::ofstream(directory_ + "/conf")
         << "listener " << port_ << " 127.0.0.1\n"
         << "user root\n"  // heeded only when the tests run as root: the files here are root's then
+        << "set_tcp_nodelay true\n"
         << more;
 }
 
@@ -134,8 +136,12 @@ void mosquitto::start() {
     ADD_FAILURE() << "mosquitto does not start (is it installed?)\n" << log.rdbuf();
 }
 
-void mosquitto::stop() { end(SIGTERM); }
-void mosquitto::kill() { end(SIGKILL); }
+void mosquitto::stop() {
+    end(SIGTERM);
+}
+void mosquitto::kill() {
+    end(SIGKILL);
+}
 
 void mosquitto::end(int signal) {
     if (process_ > 0) {
