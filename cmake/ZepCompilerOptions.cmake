@@ -9,3 +9,8 @@ if(ZEP_SANITIZE)
         -fsanitize=${ZEP_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(zep_compiler_options INTERFACE -fsanitize=${ZEP_SANITIZE})
 endif()
+
+# Coverage for libFuzzer; the targets themselves link its main program.
+if(ZEP_BUILD_FUZZERS)
+    target_compile_options(zep_compiler_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

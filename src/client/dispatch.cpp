@@ -6,7 +6,7 @@
 
 #include "client/client_private.h"
 #include "client/inbound.h"
-#include "client/receive_private.h"
+#include "client/dispatch.h"
 #include "log/log_lines.h"
 
 namespace zep {

@@ -7,7 +7,7 @@
 
 #include "client/client_private.h"
 #include "client/frame.h"
-#include "client/receive_private.h"
+#include "client/dispatch.h"
 #include "log/log_lines.h"
 #include "net/adapter_private.h"
 
@@ -111,7 +111,7 @@ void handle_held_packets(mqtt_client &client) {
 
 // Appends what one read brings to the bytes held.
 int32_t read_from_network(mqtt_client &client) {
-    const uint32_t room = receive_room(client);
+    const uint32_t room = static_cast<uint32_t>(sizeof client.rx_buf) - client.rx_end;
     uint8_t *own = client.rx_buf + client.rx_end;
     const recv_buf_claim shared;
     uint8_t *target = shared.taken() ? g_mqtt_recv_buf : own;
@@ -143,17 +143,6 @@ void handle_failed_read(mqtt_client &client, int32_t status) {
 }
 
 }  // namespace
-
-uint32_t receive_room(const mqtt_client &client) {
-    return static_cast<uint32_t>(sizeof client.rx_buf) - client.rx_end;
-}
-
-void take_received(mqtt_client &client, const uint8_t *data, uint32_t length) {
-    const uint32_t taken = std::min(length, receive_room(client));
-    std::memcpy(client.rx_buf + client.rx_end, data, taken);
-    client.rx_end += taken;
-    handle_held_packets(client);
-}
 
 }  // namespace zep
 

@@ -1,0 +1,236 @@
+// A whole client on any sequence of operations, passages of time and received bytes in any cuts.
+// After every step its books must be in order: identifiers in use are the exchanges open, counts
+// are list lengths, and no inbound QoS 2 message is delivered twice.
+#include <bitset>
+
+#include <zep_mqtt/client/loop.h>
+#include <zep_mqtt/client/operations.h>
+#include <zep_mqtt/client/v50.h>
+
+#include "client/frame.h"
+#include "fuzz/fake_adapter.h"
+#include "fuzz/fuzz_support.h"
+
+using zep_fuzz::g_connection;
+using zep_fuzz::g_now_ms;
+
+namespace {
+
+struct observer {
+    mqtt_client *client = nullptr;
+    std::bitset<65536> delivered_qos2;  // and not released by a PUBREL since
+    int32_t nested_status = 0;
+    uint8_t next_callback_does =
+        0;  // 0 nothing, 1 publish, 2 disconnect, 3 connect anew, 4 downgrade
+};
+
+observer g_seen;
+
+void act_inside_callback() {
+    const uint8_t action = g_seen.next_callback_does;
+    g_seen.next_callback_does = 0;
+    mqtt_message message = {};
+    message.topic = "t";
+    switch (action) {
+        case 1:
+            FUZZ_CHECK(mqtt_client_publish(g_seen.client, &message) == -8);
+            FUZZ_CHECK(mqtt_client_loop(g_seen.client) == -8);
+            break;
+        case 2:
+            (void)mqtt_client_disconnect(g_seen.client);
+            break;
+        case 3:
+            (void)mqtt_client_disconnect(g_seen.client);
+            (void)mqtt_client_connect(g_seen.client);
+            break;
+        case 4:
+            mqtt_client_version_downgrade(g_seen.client);
+            break;
+        default:
+            break;
+    }
+}
+
+void on_message(void *, const mqtt_message *msg) {
+    FUZZ_CHECK(std::strlen(msg->topic) <= 64 && msg->payload_len <= 1024 && msg->qos <= 3);
+    static uint8_t read[1024];  // so that the sanitizer sees every byte of the payload touched
+    if (msg->payload_len != 0) {
+        std::memcpy(read, msg->payload, msg->payload_len);
+    }
+    const bool is_acknowledgement = msg->topic[0] == '\0' && msg->payload_len <= 1;
+    if (msg->qos == 2 && !is_acknowledgement) {
+        FUZZ_CHECK(!g_seen.delivered_qos2[msg->msg_id]);
+        g_seen.delivered_qos2.set(msg->msg_id);
+    }
+    act_inside_callback();
+}
+
+void on_response(const mqtt_broker_resp *resp) {
+    if (resp->resp_type == MQTT_RESP_CONNACK && resp->success == 1) {
+        const mqtt50_conn_info *info = g_seen.client->conn_info;
+        if (info->protocol_version != 5 || info->session_present == 0) {
+            g_seen.delivered_qos2.reset();
+        }
+    }
+    act_inside_callback();
+}
+
+// Whatever was sent is a row of whole packets; a PUBCOMP ends an inbound QoS 2 exchange.
+void check_sent() {
+    const std::vector<uint8_t> &sent = g_connection.sent;
+    for (size_t at = 0; at < sent.size();) {
+        const zep::frame packet = zep::find_frame(sent.data() + at, sent.size() - at);
+        FUZZ_CHECK(packet.kind == zep::frame_kind::packet && packet.length <= sent.size() - at);
+        if (sent[at] == 0x70) {
+            g_seen.delivered_qos2.reset(static_cast<size_t>(sent[at + 2] << 8 | sent[at + 3]));
+        }
+        at += packet.length;
+    }
+    g_connection.sent.clear();
+}
+
+template <typename Entry>
+uint32_t collect(const Entry *entry, std::bitset<129> &ids) {
+    uint32_t count = 0;
+    for (; entry != nullptr; entry = entry->next) {
+        FUZZ_CHECK(entry->msg.msg_id >= 1 && entry->msg.msg_id <= 128);
+        ids.set(entry->msg.msg_id);
+        FUZZ_CHECK(++count <= 100);
+    }
+    return count;
+}
+
+void check_books(const mqtt_client &client) {
+    const mqtt_session &session = client.session;
+    std::bitset<129> open;
+    FUZZ_CHECK(collect(session.qos1_cache, open) == session.qos1_count);
+    FUZZ_CHECK(collect(session.qos2_cache, open) == session.qos2_count);
+    FUZZ_CHECK(session.qos1_count <= 100 && session.qos2_count <= 50);
+    for (uint16_t id = 1; id <= 128; ++id) {
+        FUZZ_CHECK(!(open[id] && client.awaited_ack[id] != 0));
+        FUZZ_CHECK((session.id_in_use[id] != 0) == (open[id] || client.awaited_ack[id] != 0));
+    }
+    std::bitset<129> pooled;
+    for (int32_t i = 0; i <= session.id_pool_top; ++i) {
+        FUZZ_CHECK(session.id_in_use[session.id_pool[i]] == 0 && !pooled[session.id_pool[i]]);
+        pooled.set(session.id_pool[i]);
+    }
+    FUZZ_CHECK(client.busy == 0 && client.rx_start == 0 && client.rx_end < sizeof client.rx_buf);
+    FUZZ_CHECK(client.state == MQTT_CLIENT_DISCONNECTED || client.net_index == 0);
+}
+
+void receive_some(zep_fuzz::input &in) {
+    uint8_t bytes[512];
+    const size_t size = in.bytes(bytes, in.u8() * 2u + 1u);
+    g_connection.readable.insert(g_connection.readable.end(), bytes, bytes + size);
+    (void)mqtt_client_loop(g_seen.client);
+}
+
+void publish_some(zep_fuzz::input &in) {
+    static const uint8_t payload[1024] = {};
+    const uint32_t qos = in.below(4);
+    const uint32_t length = in.u8() * 4u;
+    if (ZEP_FUZZ_VERSION == 5) {
+        mqtt50_message message = {};
+        message.topic = "some/topic";
+        message.payload = payload;
+        message.payload_len = length;
+        message.qos = qos;
+        message.is_dup = in.below(8) == 0 ? 1 : 0;
+        message.dup_msg_id = in.u8();
+        (void)mqtt_client_publish50(g_seen.client, &message);
+    } else {
+        mqtt_message message = {};
+        message.topic = "some/topic";
+        message.payload = payload;
+        message.payload_len = length;
+        message.qos = qos;
+        message.priority = static_cast<uint8_t>(in.below(4));
+        (void)mqtt_client_publish(g_seen.client, &message);
+    }
+}
+
+void subscribe_some(bool subscribe) {
+    mqtt_client *client = g_seen.client;
+    if (ZEP_FUZZ_VERSION == 5) {
+        (void)(subscribe ? mqtt_client_subscribe50(client, "a/+", 2, nullptr)
+                         : mqtt_client_unsubscribe50(client, "a/+"));
+    } else {
+        (void)(subscribe ? mqtt_client_subscribe(client, "a/+", 2, 0)
+                         : mqtt_client_unsubscribe(client, "a/+"));
+    }
+}
+
+void take_step(zep_fuzz::input &in) {
+    mqtt_client *client = g_seen.client;
+    switch (in.below(12)) {
+        case 0:
+            (void)mqtt_client_loop(client);
+            break;
+        case 1:
+            publish_some(in);
+            break;
+        case 2:
+            subscribe_some(true);
+            break;
+        case 3:
+            subscribe_some(false);
+            break;
+        case 4:
+            g_now_ms += 250u * in.u8();
+            (void)mqtt_client_loop(client);
+            break;
+        case 5:
+            g_seen.next_callback_does = static_cast<uint8_t>(in.below(5));
+            break;
+        case 6:
+            (void)mqtt_client_connect(client);
+            break;
+        case 7:
+            (void)mqtt_client_disconnect(client);
+            break;
+        case 8:
+            g_connection.peer_closed = in.below(2) == 1;
+            break;
+        case 9:
+            g_connection.sends_fail = in.below(2) == 1;
+            break;
+        default:
+            receive_some(in);
+            break;
+    }
+}
+
+mqtt_client *create(bool with_cipher) {
+    mqtt_client_config config = {};
+    std::strcpy(config.client_id, "fuzz");
+    std::strcpy(config.broker_host, "127.0.0.1");
+    config.broker_port = 1883;
+    config.mqtt_version = ZEP_FUZZ_VERSION;
+    config.keep_alive = 60;
+    config.reconnect_interval_ms = 1000;
+    config.crypto_enable = with_cipher ? 1 : 0;
+    std::memset(config.crypto_key, 0x5A, sizeof config.crypto_key);
+    return mqtt_client_create(&config, on_message, on_response, nullptr);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    zep_fuzz::input in(data, size);
+    g_connection = {};
+    g_seen = {};
+    last_reconnect_tick = 0;
+    const uint32_t setting = in.below(16);
+    zep_fuzz::mute_log(setting == 0);
+    g_seen.client = create(setting % 4 == 3);
+    FUZZ_CHECK(g_seen.client != nullptr);
+    (void)mqtt_client_connect(g_seen.client);
+    while (!in.empty()) {
+        take_step(in);
+        check_sent();
+        check_books(*g_seen.client);
+    }
+    mqtt_client_destroy(g_seen.client);
+    return 0;
+}
