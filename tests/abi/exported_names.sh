@@ -9,7 +9,7 @@ include=$(cd "$(dirname "$0")/../../include" && pwd)
 
 (cd "$include" && find . -name '*.h' | LC_ALL=C sort | sed 's/.*/#include "&"/') |
     "$cc" -std=c99 -E -P -x c -I"$include" - |
-    tr '\n' ' ' | tr ';{}' '\n\n\n' |
+    tr '\n' ' ' | tr ';{}' '[\n*]' |
     sed -n 's/^.*__attribute__ *((visibility("default"))) *//p' |
     sed -e 's/[[(].*//' -e 's/ *$//' -e 's/.*[ *]//' |
     LC_ALL=C sort -u

@@ -1,6 +1,8 @@
 // The binary layout of every record in the public headers, on a 64-bit system: a record that an
-// application was compiled with must not move under it. Nothing here runs; it compiles or it does not.
-// Private fields stand behind the listed ones; a record that has some is given no size.
+// application was compiled with must not move under it. Nothing here runs; it compiles or it does
+// not. Private fields stand behind the listed ones; a record that has some is given no size.
+#include <cstddef>
+
 #include <zep_mqtt/client/handle.h>
 #include <zep_mqtt/client/v50.h>
 #include <zep_mqtt/net/adapter.h>
@@ -16,8 +18,6 @@
 #include <zep_mqtt/protocol/v50/unsubscribe.h>
 #include <zep_mqtt/protocol/v50/user_property.h>
 #include <zep_mqtt/topic/subscription_store.h>
-
-#include <cstddef>
 
 #define AT(field, offset) static_assert(offsetof(record, field) == (offset), #field " has moved")
 #define SIZE(size) static_assert(sizeof(record) == (size), "the size has changed")
