@@ -1,0 +1,230 @@
+#include <atomic>
+#include <csignal>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <string>
+#include <sys/resource.h>
+#include <thread>
+#include <vector>
+
+#include <zep_mqtt/net/socket.h>
+
+#include "net_loopback.h"
+
+using namespace zep_test;
+
+namespace {
+
+struct connection {
+    owned_fd ours{net_tcp_socket_create_win32()};
+    owned_fd peer;
+
+    connection() {
+        const listener broker;
+        shrink_buffers(ours);
+        EXPECT_TRUE(net_tcp_connect_win32(ours, "127.0.0.1", broker.port()));
+        peer = broker.accept();
+    }
+};
+
+int32_t send_all(int sock, const std::string &bytes) {
+    return net_tcp_send_win32(sock, as_bytes(bytes), static_cast<uint32_t>(bytes.size()));
+}
+
+std::string patterned(size_t size) {
+    std::string bytes(size, '\0');
+    for (size_t i = 0; i < size; ++i) {
+        bytes[i] = static_cast<char>(i * 2654435761u >> 13);
+    }
+    return bytes;
+}
+
+std::string take_until_end(int sock) {
+    std::string all;
+    for (std::string part = take(sock); !part.empty(); part = take(sock)) {
+        all += part;
+    }
+    return all;
+}
+
+// Interrupts the calling thread every few milliseconds while it lives.
+class interruptions {
+ public:
+    interruptions() {
+        struct sigaction action {};
+        action.sa_handler = [](int) {};
+        sigaction(SIGUSR1, &action, nullptr);
+        thread_ = std::thread([this, target = pthread_self()] {
+            while (!stop_) {
+                pthread_kill(target, SIGUSR1);
+                std::this_thread::sleep_for(milliseconds(5));
+            }
+        });
+    }
+    ~interruptions() {
+        stop_ = true;
+        thread_.join();
+    }
+
+ private:
+    std::atomic<bool> stop_{false};
+    std::thread thread_;
+};
+
+}  // namespace
+
+TEST(net_socket, send_to_a_slow_reader_goes_on_until_everything_is_taken) {
+    connection pair;
+    const std::string sent = patterned(1u << 20);
+    std::string got;
+    std::thread reader([&] {
+        std::this_thread::sleep_for(milliseconds(500));
+        got = take_until_end(pair.peer);
+    });
+    {
+        const interruptions noise;
+        EXPECT_EQ(send_all(pair.ours, sent), static_cast<int32_t>(sent.size()));
+    }
+    pair.ours.reset();
+    reader.join();
+    EXPECT_TRUE(got == sent);
+}
+
+TEST(net_socket, half_a_packet_is_the_last_thing_on_a_stream) {
+    connection pair;
+    const std::string sent = patterned(4u << 20);
+    const auto waited = elapsed_ms([&] { EXPECT_EQ(send_all(pair.ours, sent), -1); });
+    EXPECT_NEAR(static_cast<double>(waited), NET_SEND_TIMEOUT_MS, 700);
+    EXPECT_LT(elapsed_ms([&] { EXPECT_EQ(send_all(pair.ours, "next"), -1); }), 200);
+    const std::string got = take_until_end(pair.peer);
+    EXPECT_FALSE(got.empty());
+    EXPECT_TRUE(sent.compare(0, got.size(), got) == 0);
+    uint8_t byte;
+    EXPECT_EQ(net_tcp_recv_win32(pair.ours, &byte, 1, 2000), 0);
+}
+
+// SIGPIPE has its default action here: raising it would end the test.
+TEST(net_socket, failed_sends_raise_no_signal) {
+    const owned_fd never_connected(net_tcp_socket_create_win32());
+    EXPECT_EQ(lines_of(-1, [&] { return send_all(never_connected, "x"); }),
+              "[ERROR] net_tcp_send_win32: 发送失败，错误码=32\n");
+    connection pair;
+    pair.peer.reset();
+    EXPECT_EQ(send_all(pair.ours, "x"), 1);
+    std::this_thread::sleep_for(milliseconds(50));
+    EXPECT_EQ(send_all(pair.ours, "x"), -1);
+    EXPECT_EQ(send_all(-1, "x"), -1);
+    EXPECT_EQ(net_tcp_send_win32(pair.ours, nullptr, UINT32_MAX), -1);
+}
+
+TEST(net_socket, tcp_reads_wait_for_their_time_and_no_longer) {
+    connection pair;
+    uint8_t buffer[8];
+    {
+        const interruptions noise;
+        const auto waited =
+            elapsed_ms([&] { EXPECT_EQ(net_tcp_recv_win32(pair.ours, buffer, 8, 200), 0); });
+        EXPECT_NEAR(static_cast<double>(waited), 300, 101);
+    }
+    ASSERT_EQ(send(pair.peer, "0123456789", 10, 0), 10);
+    EXPECT_EQ(net_tcp_recv_win32(pair.ours, buffer, 8, UINT32_MAX), 8);
+    EXPECT_EQ(net_tcp_recv_win32(pair.ours, buffer, 8, 0), 2);
+    const owned_fd never_connected(net_tcp_socket_create_win32());
+    const struct {
+        int32_t sock;
+        uint8_t *buffer;
+        uint32_t size;
+        std::string line;
+    } failures[] = {
+        {-1, buffer, 8, "[ERROR] net_tcp_recv_win32: 无效参数\n"},
+        {never_connected, nullptr, 8, "[ERROR] net_tcp_recv_win32: 无效参数\n"},
+        {never_connected, buffer, 0, "[ERROR] net_tcp_recv_win32: 无效参数\n"},
+        {never_connected, buffer, 8, "[ERROR] net_tcp_recv_win32: 读取失败，错误码=107\n"},
+        {9999, buffer, 8, ""},
+    };
+    for (const auto &bad : failures) {
+        EXPECT_EQ(
+            lines_of(-1, [&] { return net_tcp_recv_win32(bad.sock, bad.buffer, bad.size, 2000); }),
+            bad.line);
+    }
+}
+
+// A listener whose queue is full lets a connect wait, which gives the signals their time.
+TEST(net_socket, interrupted_connect_is_waited_for) {
+    const listener broker(0);
+    const sockaddr_in address = loopback(broker.port());
+    std::vector<owned_fd> fillers;
+    do {
+        fillers.emplace_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
+        (void)connect(fillers.back(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    } while (wait_for(fillers.back(), POLLOUT, 200));
+    std::thread server([&] {
+        std::this_thread::sleep_for(milliseconds(300));
+        for (size_t i = 0; i < fillers.size(); ++i) {
+            (void)broker.accept();
+        }
+    });
+    const owned_fd ours(net_tcp_socket_create_win32());
+    {
+        const interruptions noise;
+        EXPECT_TRUE(net_tcp_connect_win32(ours, "127.0.0.1", broker.port()));
+    }
+    server.join();
+    EXPECT_EQ(send_all(ours, "connected"), 9);
+}
+
+TEST(net_socket, descriptors_above_1023_and_close_on_exec) {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    std::vector<owned_fd> fillers;
+    do {
+        fillers.emplace_back(dup(0));
+        ASSERT_GE(fillers.back(), 0);
+    } while (fillers.back() < 1500);
+
+    connection pair;
+    ASSERT_GT(pair.ours, 1500);
+    ASSERT_EQ(send(pair.peer, "abc", 3, 0), 3);
+    uint8_t buffer[8];
+    EXPECT_EQ(net_tcp_recv_win32(pair.ours, buffer, 8, 2000), 3);
+    const owned_fd udp(net_udp_socket_create());
+    ASSERT_TRUE(net_udp_bind(udp, 0));
+    send_datagram(bound_socket(SOCK_DGRAM), port_of(udp), "abc");
+    EXPECT_EQ(platform_udp_recvfrom_win32(udp, buffer, 8, nullptr, nullptr, 2000), 3);
+    EXPECT_EQ(fcntl(pair.ours, F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(fcntl(udp, F_GETFD), FD_CLOEXEC);
+}
+
+TEST(net_socket, datagrams_come_whole_or_not_at_all) {
+    const owned_fd ours(net_udp_socket_create_win32());
+    const owned_fd peer = bound_socket(SOCK_DGRAM);
+    ASSERT_TRUE(net_udp_bind_win32(ours, 0));
+    EXPECT_FALSE(net_udp_bind_win32(ours, 0));
+    uint8_t buffer[4];
+    char address[16];
+    uint16_t port = 0;
+    const auto receive = [&](uint32_t timeout_ms) {
+        return platform_udp_recvfrom_win32(ours, buffer, 4, address, &port, timeout_ms);
+    };
+    EXPECT_EQ(receive(20), 0);
+    for (const char *text : {"abcd", "abcde", "xyz"}) {
+        send_datagram(peer, port_of(ours), text);
+    }
+    EXPECT_EQ(receive(2000), 4);
+    EXPECT_STREQ(address, "127.0.0.1");
+    EXPECT_EQ(port, port_of(peer));
+    EXPECT_EQ(receive(2000), -1);
+    EXPECT_EQ(errno, EMSGSIZE);
+    EXPECT_EQ(platform_udp_recvfrom_win32(ours, buffer, 4, nullptr, nullptr, 2000), 3);
+    EXPECT_EQ(platform_udp_recvfrom_win32(-1, buffer, 4, nullptr, nullptr, 2000), -1);
+
+    const std::string huge(70000, 'x');
+    EXPECT_EQ(net_udp_sendto(ours, "127.0.0.1", port_of(peer), as_bytes(huge), 3), 3);
+    EXPECT_EQ(take(peer), "xxx");
+    EXPECT_EQ(
+        lines_of(-1, [&] { return net_udp_sendto(ours, "127.0.0.1", 9, as_bytes(huge), 70000); }),
+        "[ERROR] net_udp_sendto_win32: sendto失败（IP=127.0.0.1:9, 错误码=90）\n");
+}
