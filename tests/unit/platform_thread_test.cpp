@@ -47,7 +47,9 @@ TEST_F(platform_thread, join_waits_for_the_end) {
 }
 
 TEST_F(platform_thread, detached_runs_on) {
-    void *done = platform_sem_create_win32(0, 100);
+    // Never destroyed: the last thread may still be leaving it when the test ends.
+    static void *done;
+    done = platform_sem_create_win32(0, 100);
     const auto post = [](void *semaphore) -> uint32_t {
         return static_cast<uint32_t>(platform_sem_post_win32(semaphore));
     };
@@ -59,7 +61,6 @@ TEST_F(platform_thread, detached_runs_on) {
     for (int i = 0; i < 100; ++i) {
         ASSERT_EQ(platform_sem_timedwait(done, LONG_MS), 0);
     }
-    // The semaphore stays: the last thread may still be leaving it.
 }
 
 TEST_F(platform_thread, mutex_excludes) {

@@ -117,17 +117,18 @@ TEST_F(platform_timer_test, leaves_nothing_behind_without_memory) {
 }
 
 TEST_F(platform_timer_test, calls_first_at_once_then_on_a_grid_that_does_not_drift) {
-    constexpr int64_t PERIOD_US = 50'000;
-    constexpr size_t CALLS = 13;
+    constexpr int64_t PERIOD_US = 100'000;
+    constexpr size_t CALLS = 10;
     std::mutex lock;
     std::vector<int64_t> times;
     probe calls;
-    calls.action = [&](int) {
+    calls.action = [&](int number) {
         {
             const std::lock_guard guard(lock);
             times.push_back(platform_get_tick_us_win32());
         }
-        platform_delay_ms(20);
+        // The first call makes the second one 70 ms late; no other may be for that reason.
+        platform_delay_ms(number == 0 ? 170 : 20);
     };
     platform_timer *timer = platform_timer_create_win32(probe::run, &calls, PERIOD_US / 1000);
     platform_delay_ms(5);
@@ -142,11 +143,13 @@ TEST_F(platform_timer_test, calls_first_at_once_then_on_a_grid_that_does_not_dri
     std::vector<int64_t> lateness;
     for (size_t i = 0; i < CALLS; ++i) {
         EXPECT_GE(times[i], start + static_cast<int64_t>(i) * PERIOD_US) << "call " << i;
-        lateness.push_back((times[i] - start) % PERIOD_US);
+        if (i >= 2) {
+            lateness.push_back((times[i] - start) % PERIOD_US);
+        }
     }
-    // On a busy machine single calls are late; calls that drifted would be spread over the period.
+    // A busy machine makes many a call late, but of calls that drift hardly one is in time.
     std::sort(lateness.begin(), lateness.end());
-    EXPECT_LT(lateness[CALLS / 2], 15'000);
+    EXPECT_LT(lateness[lateness.size() / 4], 50'000);
 }
 
 TEST_F(platform_timer_test, starts_and_stops_once) {
