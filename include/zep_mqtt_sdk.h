@@ -37,7 +37,8 @@ enum zep_mqtt_sdk_result {
     ZEP_MQTT_SDK_ERR_BUSY = -8,          /**< reserved; an overlapping call gives UNKNOWN */
     ZEP_MQTT_SDK_ERR_CREATE = -9,        /**< reserved */
     ZEP_MQTT_SDK_ERR_TIMEOUT = -10,      /**< reserved */
-    ZEP_MQTT_SDK_ERR_UNKNOWN = -99       /**< overlapping call, network failure, cipher failure */
+    ZEP_MQTT_SDK_ERR_UNKNOWN = -99       /**< overlapping call, network or cipher failure, and what
+                                              has no code of its own; the log tells */
 };
 
 /** Values of zep_mqtt_sdk_config.mqtt_ver; any other value means 3.1.1. */
@@ -72,11 +73,11 @@ typedef struct zep_mqtt_sdk_config {
     uint32_t will_payload_len;   /**< 1 to 255 bytes */
     uint32_t will_qos;           /**< 0 to 2 */
     uint8_t will_retain;         /**< not 0: the will is retained */
-    uint32_t reconnect_interval_ms; /**< least time between two automatic attempts to reconnect of
-                                         any client of the process */
-    uint32_t reserved6;             /**< carried, not read */
-    uint32_t mqtt_ver;              /**< ZEP_MQTT_SDK_VERSION_* */
-    uint32_t reserved7;             /**< carried, not read */
+    uint32_t reconnect_interval_ms;   /**< least time between two automatic attempts to reconnect of
+                                           any client of the process */
+    uint32_t reserved6;               /**< carried, not read */
+    uint32_t mqtt_ver;                /**< ZEP_MQTT_SDK_VERSION_* */
+    uint32_t reserved7;               /**< carried, not read */
     uint32_t session_expiry_interval; /**< 5.0 Session Expiry Interval in seconds (§3.1.2.11.2),
                                            sent when clean_start is 0 */
     uint32_t v50_max_pkt_size; /**< 5.0 Maximum Packet Size in bytes for CONNECT (0 means 1028, more
@@ -88,20 +89,21 @@ typedef struct zep_mqtt_sdk_config {
 /** An application message, to be published or delivered. */
 typedef struct zep_mqtt_sdk_msg {
     const char *topic;      /**< topic name, 1 to 64 bytes, at most 16 levels, no wildcards */
-    const uint8_t *payload; /**< payload, at most 1024 bytes on the wire */
-    uint32_t payload_len;   /**< bytes; 0 is not accepted for a publish */
-    uint32_t qos;           /**< 0, 1 or 2 */
-    uint8_t retain;         /**< RETAIN flag */
-    uint32_t ttl;           /**< 5.0 Message Expiry Interval in seconds, 0 for none; 0 on delivery */
+    const uint8_t *payload; /**< payload */
+    uint32_t payload_len; /**< bytes, at least 1 for a publish. Topic and payload together: at most
+                               1017 on 3.1.1, 960 on 5.0; with the cipher 2 less */
+    uint32_t qos;         /**< 0, 1 or 2 */
+    uint8_t retain;       /**< RETAIN flag */
+    uint32_t ttl;         /**< 5.0 Message Expiry Interval in seconds, 0 for none; 0 on delivery */
 } zep_mqtt_sdk_msg;
 
 /** A client. Opaque. */
 typedef struct zep_mqtt_sdk_client zep_mqtt_sdk_client;
 
 /**
- * Receives inbound messages; the record and what it points to are valid only during the call.
- * A SUBACK or UNSUBACK arrives as a message with an empty topic; a SUBACK has a payload of one byte,
- * the granted QoS.
+ * Receives inbound messages. The record and what it points to are valid until the callback returns
+ * or disconnects. A SUBACK or UNSUBACK arrives as a message with an empty topic; a SUBACK has a
+ * payload of one byte, the granted QoS, which is 0 also when the broker refused.
  *
  * Called from inside the loop. Publish, subscribe, unsubscribe and loop of the same client are
  * refused while it runs; disconnecting is allowed, destroying the client is not.
@@ -142,25 +144,29 @@ ZEP_MQTT_API zep_mqtt_sdk_client *zep_mqtt_sdk_client_create(const zep_mqtt_sdk_
  * Opens the network connection and sends CONNECT. Blocks until the system has made or refused the
  * TCP connection; the CONNACK is awaited by the loop. 0 also when already connecting or connected.
  *
- * @retval ZEP_MQTT_SDK_ERR_PARAM    the handle is null
+ * @retval ZEP_MQTT_SDK_ERR_PARAM    the handle is null, or the will topic has a wildcard (5.0)
  * @retval ZEP_MQTT_SDK_ERR_UNKNOWN  the broker could not be reached; the loop will try again
  */
 ZEP_MQTT_API int32_t zep_mqtt_sdk_client_connect(zep_mqtt_sdk_client *client);
 
 /**
  * Publishes one message. At QoS 1 and 2 a copy is kept and resent after 2, 4 and 8 seconds until
- * the broker has acknowledged it, and given up 16 seconds after that.
+ * the broker has acknowledged it, and given up 16 seconds after that. On 5.0 the copy is kept when
+ * there is room and memory for it, and that there was none is not reported: the message has been
+ * sent once then.
  *
  * @param msg  read during the call only
- * @retval ZEP_MQTT_SDK_ERR_PARAM          null or empty argument, QoS above 2, topic not a valid name
- * @retval ZEP_MQTT_SDK_ERR_NO_MEMORY      the copy could not be made; nothing was sent
+ * @retval ZEP_MQTT_SDK_ERR_PARAM          null or empty argument, QoS above 2, topic above 64
+ * bytes; 3.1.1 at QoS 1 and 2: topic not a valid name. 5.0 leaves names to the broker
+ * @retval ZEP_MQTT_SDK_ERR_NO_MEMORY      3.1.1: the copy could not be made; nothing was sent
  * @retval ZEP_MQTT_SDK_ERR_NOT_CONNECTED  not connected
  * @retval ZEP_MQTT_SDK_ERR_CONNECT        5.0: the connection is not a 5.0 one
  * @retval ZEP_MQTT_SDK_ERR_PACKET         topic, payload and 10 bytes exceed 1028 (5.0: the
  *                                         configured v50_max_pkt_size)
- * @retval ZEP_MQTT_SDK_ERR_CACHE          100 QoS 1 or 50 QoS 2 messages are unacknowledged
+ * @retval ZEP_MQTT_SDK_ERR_CACHE          3.1.1: 100 QoS 1 or 50 QoS 2 messages are unacknowledged
  * @retval ZEP_MQTT_SDK_ERR_PACKET_ID      all identifiers are in use
- * @retval ZEP_MQTT_SDK_ERR_UNKNOWN        overlapping call, or it could not be encrypted or sent
+ * @retval ZEP_MQTT_SDK_ERR_UNKNOWN        overlapping call, topic not a valid name (3.1.1 at QoS
+ * 0), too long for one transmission, or it could not be encrypted or sent
  */
 ZEP_MQTT_API int32_t zep_mqtt_sdk_client_publish(zep_mqtt_sdk_client *client,
                                                  const zep_mqtt_sdk_msg *msg);
@@ -168,18 +174,21 @@ ZEP_MQTT_API int32_t zep_mqtt_sdk_client_publish(zep_mqtt_sdk_client *client,
 /**
  * Subscribes to one topic filter.
  *
- * @param topic        filter, 1 to 64 bytes on the wire (MQTT 3.1.1 §4.7); of more than 63 it is
- *                     sent but not recorded
+ * The process keeps a record of at most 16 filters. On 3.1.1 a filter that does not get into it has
+ * been sent all the same and is reported; on 5.0 it is not reported.
+ *
+ * @param topic        filter, 1 to 64 bytes on the wire (MQTT 3.1.1 §4.7); recorded up to 63
  * @param qos          0 to 2
  * @param share_group  5.0: the group of a shared subscription (MQTT 5.0 §4.8.2); an empty text
  *                     forces a plain one; null takes the configured group, if any. At most 64
  *                     bytes (32 are sent), without "/", "+" or "#". 3.1.1: checked and ignored
- * @retval ZEP_MQTT_SDK_ERR_PARAM          null argument, QoS above 2, malformed filter or group
+ * @retval ZEP_MQTT_SDK_ERR_PARAM          null argument, QoS above 2, malformed group, filter empty
+ *                                         or too long; or malformed, sent and not recorded
  * @retval ZEP_MQTT_SDK_ERR_NOT_CONNECTED  not connected
- * @retval ZEP_MQTT_SDK_ERR_CACHE          the process already has 16 subscriptions; the SUBSCRIBE
- *                                         was sent all the same
+ * @retval ZEP_MQTT_SDK_ERR_CACHE          sent; the record was full
  * @retval ZEP_MQTT_SDK_ERR_PACKET_ID      all identifiers are in use
- * @retval ZEP_MQTT_SDK_ERR_UNKNOWN        overlapping call, or it could not be sent
+ * @retval ZEP_MQTT_SDK_ERR_UNKNOWN        overlapping call, filter not valid UTF-8, it could not be
+ *                                         sent, or it was sent and the record refused it
  */
 ZEP_MQTT_API int32_t zep_mqtt_sdk_client_subscribe(zep_mqtt_sdk_client *client, const char *topic,
                                                    uint32_t qos, const char *share_group);
@@ -210,7 +219,8 @@ ZEP_MQTT_API int32_t zep_mqtt_sdk_client_get_conn_state(const zep_mqtt_sdk_clien
 /**
  * One pass: reconnects when that is due, reads and handles what has arrived (waiting at most 20 ms
  * for it), resends what is unacknowledged, keeps the connection alive. Call it as often as timers
- * and messages are to be resolved.
+ * and messages are to be resolved. A broker that has stopped reading can hold a pass up for 3
+ * seconds, after which its connection is given up.
  *
  * @retval ZEP_MQTT_SDK_ERR_PARAM    the handle is null or being destroyed
  * @retval ZEP_MQTT_SDK_ERR_UNKNOWN  overlapping call

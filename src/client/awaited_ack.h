@@ -11,8 +11,8 @@ namespace zep {
 // The exchange of this identifier (1 to 128, others are ignored) ends with a packet of this type.
 void await_ack(mqtt_client &client, uint16_t id, uint32_t ack_type);
 
-// True when the identifier is in use without a cache entry and nothing but this type ends it. An
-// identifier that the application took by itself is ended by any type.
+// True when the identifier is in use without a cache entry and a packet of this type ends its
+// exchange. An identifier that the application took by itself is ended by any type.
 bool is_awaited(const mqtt_client &client, uint16_t id, uint32_t ack_type);
 
 // A SUBACK or UNSUBACK came: its exchange, if there is one, gives its identifier back.

@@ -5,13 +5,13 @@
 #include <zep_mqtt/platform/memory.h>
 
 #include "client/client_private.h"
+#include "core/wipe.h"
 #include "log/log_lines.h"
 
 using namespace zep;
 
 namespace {
 
-constexpr uint32_t WILL_PAYLOAD_MAX = 256;
 constexpr uint16_t KEEP_ALIVE_MAX_S = 120;
 constexpr uint16_t SESSION_KEEP_ALIVE = 3;  // what the session records and logs; times nothing
 constexpr uint8_t CIPHER_XOR = 3;
@@ -38,7 +38,7 @@ bool will_is_valid(const mqtt_client_config &config) {
             static_cast<int>(topic_length), MQTT_CLIENT_TOPIC_MAX);
         return false;
     }
-    if (config.will_qos > 2) {
+    if (config.will_qos > QOS_MAX) {
         LOG_WARN("MQTT_CLIENT: 遗嘱QoS非法（%d）.", config.will_qos);
         return false;
     }
@@ -49,6 +49,12 @@ bool will_is_valid(const mqtt_client_config &config) {
         return false;
     }
     return true;
+}
+
+void terminate_texts(mqtt_client_config &config) {
+    config.broker_host[sizeof config.broker_host - 1] = '\0';
+    config.username[sizeof config.username - 1] = '\0';
+    config.password[sizeof config.password - 1] = '\0';
 }
 
 void limit_keep_alive(mqtt_client_config &config) {
@@ -93,7 +99,7 @@ void *allocate_zeroed(uint32_t size) {
 mqtt_client *mqtt_client_create(const mqtt_client_config *config, mqtt_client_msg_cb msg_cb,
                                 mqtt_broker_resp_cb resp_cb, void *user_obj) {
     if (config == nullptr || msg_cb == nullptr) {
-        log_null_client("mqtt_client_create");
+        log_null_pointer("mqtt_client_create");
         LOG_ERROR("MQTT_CLIENT: 创建失败：配置/消息回调为空");
         return nullptr;
     }
@@ -102,11 +108,12 @@ mqtt_client *mqtt_client_create(const mqtt_client_config *config, mqtt_client_ms
     }
     auto *client = static_cast<mqtt_client *>(allocate_zeroed(sizeof(mqtt_client)));
     if (client == nullptr) {
-        log_null_client("mqtt_client_create");
+        log_null_pointer("mqtt_client_create");
         LOG_ERROR("MQTT_CLIENT: 创建失败：内存分配失败");
         return nullptr;
     }
     client->config = *config;
+    terminate_texts(client->config);
     limit_keep_alive(client->config);
     client->msg_cb = msg_cb;
     client->user_obj = user_obj;
@@ -135,7 +142,7 @@ mqtt_client *mqtt_client_create(const mqtt_client_config *config, mqtt_client_ms
 
 void mqtt_client_destroy(mqtt_client *client) {
     if (client == nullptr) {
-        log_null_client("mqtt_client_destroy");
+        log_null_pointer("mqtt_client_destroy");
         return;
     }
     client->alive = 0;
@@ -151,6 +158,7 @@ void mqtt_client_destroy(mqtt_client *client) {
         LOG_INFO("MQTT_CLIENT: 加密句柄销毁成功，敏感数据已清零");
     }
     platform_free(client->conn_info);
+    wipe(client, sizeof *client);  // key, password, payloads
     platform_free(client);
     LOG_INFO("MQTT_CLIENT: 客户端销毁成功，所有资源已释放");
 }

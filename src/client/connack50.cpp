@@ -12,7 +12,6 @@ using namespace zep;
 
 namespace {
 
-constexpr uint32_t NO_PACKET_LIMIT = 65535;
 // The decoder keeps no value for it.
 constexpr uint8_t AUTHENTICATION_METHOD = 0x15;
 
@@ -29,7 +28,7 @@ const char *text_of(const mqtt50_property &property) {
 
 // A text that does not fit leaves the field as it is.
 template <size_t Size>
-void take_text(char (&field)[Size], const mqtt50_property &property) {
+void store_if_fits(char (&field)[Size], const mqtt50_property &property) {
     const size_t length = strnlen(text_of(property), sizeof property.value);
     if (length < Size) {
         std::memset(field, 0, Size);
@@ -45,7 +44,7 @@ void apply_property(mqtt_client &client, const mqtt50_property &property) {
             LOG_INFO("MQTT_CLIENT50: 5.0 CONNACK属性:会话过期=%ds", info.session_expiry);
             break;
         case MQTT50_PROP_ASSIGNED_CLIENT_ID:
-            take_text(info.assigned_client_id, property);
+            store_if_fits(info.assigned_client_id, property);
             break;
         case MQTT50_PROP_SERVER_KEEP_ALIVE:
             info.server_keep_alive = value_of<uint16_t>(property);
@@ -56,7 +55,7 @@ void apply_property(mqtt_client &client, const mqtt50_property &property) {
             LOG_INFO("MQTT_CLIENT50: 5.0 CONNACK属性:服务端认证方法=%s", text_of(property));
             break;
         case MQTT50_PROP_REASON_STRING:
-            take_text(info.reason_string, property);
+            store_if_fits(info.reason_string, property);
             break;
         case MQTT50_PROP_RECEIVE_MAXIMUM:
             info.receive_maximum = value_of<uint16_t>(property);
@@ -117,7 +116,7 @@ int32_t mqtt50_client_handle_connack(mqtt_client *client, const mqtt50_connack *
         return MQTT_OK;
     }
     mqtt50_conn_info &info = *client->conn_info;
-    info.protocol_version = 5;
+    info.protocol_version = MQTT_VERSION_50;
     info.reason_code = connack->reason_code;
     info.session_present = connack->session_present;
     info.max_packet_size =

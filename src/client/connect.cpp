@@ -11,8 +11,6 @@ using namespace zep;
 
 namespace {
 
-constexpr uint32_t WILL_PAYLOAD_MAX = 256;
-
 // A will that turned out unusable is left out; the connection is made without it.
 bool will_can_be_sent(const mqtt_client_config &config) {
     const size_t topic_length = strnlen(config.will_topic, sizeof config.will_topic);
@@ -34,7 +32,7 @@ int32_t encode_connect311(mqtt_client &client, uint32_t *length) {
     const mqtt_client_config &config = client.config;
     mqtt_packet packet = {};
     packet.type = MQTT_PACKET_CONNECT;
-    packet.protocol_version = 4;
+    packet.protocol_version = MQTT_VERSION_311;
     auto &connect = packet.body.connect;
     platform_strcpy_s(connect.client_id, sizeof connect.client_id, config.client_id);
     connect.keep_alive = config.keep_alive;
@@ -47,7 +45,7 @@ int32_t encode_connect311(mqtt_client &client, uint32_t *length) {
         connect.will_topic = config.will_topic;
         connect.will_payload = config.will_payload;
         connect.will_payload_len = config.will_payload_len;
-        connect.will_qos = config.will_qos < 3 ? config.will_qos : 0;
+        connect.will_qos = config.will_qos <= QOS_MAX ? config.will_qos : 0;
         connect.will_retain = config.will_retain;
     }
     return mqtt_client_encode_packet(&client, &packet, client.tx_buf, length);
@@ -56,7 +54,7 @@ int32_t encode_connect311(mqtt_client &client, uint32_t *length) {
 int32_t encode_connect(mqtt_client &client, uint32_t *length) {
     clear_tx_buf(client);
     *length = sizeof client.tx_buf;
-    const int32_t status = client.config.mqtt_version == 5
+    const int32_t status = client.config.mqtt_version == MQTT_VERSION_50
                                ? mqtt50_conn_packet_encode(&client, client.tx_buf, length)
                                : encode_connect311(client, length);
     if (status != MQTT_OK) {
@@ -105,7 +103,8 @@ void enter_connecting(mqtt_client &client) {
     }
     LOG_INFO(
         "MQTT_CLIENT: CONNECT报文发送成功，等待CONNACK，心跳:%ds，协议版本:%s[0x%02X]，clean_start:%d，遗嘱开启：%d",
-        config.keep_alive, config.mqtt_version == 5 ? "MQTT5.0【独立编码】" : "MQTT3.1.1",
+        config.keep_alive,
+        config.mqtt_version == MQTT_VERSION_50 ? "MQTT5.0【独立编码】" : "MQTT3.1.1",
         config.mqtt_version, config.clean_start, config.will_flag);
 }
 
@@ -113,7 +112,7 @@ void enter_connecting(mqtt_client &client) {
 
 int32_t mqtt_client_connect(mqtt_client *client) {
     if (client == nullptr) {
-        log_null_client("mqtt_client_connect");
+        log_null_pointer("mqtt_client_connect");
         return MQTT_ERR_INVALID_PARAM;
     }
     if (client->state == MQTT_CLIENT_CONNECTING || client->state == MQTT_CLIENT_CONNECTED ||
@@ -122,9 +121,9 @@ int32_t mqtt_client_connect(mqtt_client *client) {
         return MQTT_OK;
     }
     uint32_t &version = client->config.mqtt_version;
-    if (version != 4 && version != 5) {
+    if (version != MQTT_VERSION_311 && version != MQTT_VERSION_50) {
         LOG_ERROR("MQTT_CLIENT: 配置的MQTT版本号非法(%d)，强制修正为3.1.1[4]", version);
-        version = 4;
+        version = MQTT_VERSION_311;
     }
     int32_t status = open_instance(*client);
     if (status != MQTT_OK) {

@@ -10,7 +10,6 @@ using namespace zep;
 
 namespace {
 
-constexpr uint32_t WILL_PAYLOAD_MAX = 256;
 constexpr const char *NONE = "无";
 
 int32_t fill_will(const mqtt_client_config &config, mqtt50_connect &connect) {
@@ -32,13 +31,13 @@ int32_t fill_will(const mqtt_client_config &config, mqtt50_connect &connect) {
     connect.will_topic = config.will_topic;
     connect.will_payload = config.will_payload;
     connect.will_payload_len = config.will_payload_len;
-    connect.will_qos = config.will_qos < 3 ? config.will_qos : 0;
+    connect.will_qos = config.will_qos <= QOS_MAX ? config.will_qos : 0;
     connect.will_retain = config.will_retain;
     return MQTT_OK;
 }
 
 void fill_connect(const mqtt_client_config &config, mqtt50_connect &connect) {
-    connect.protocol_version = 5;
+    connect.protocol_version = MQTT_VERSION_50;
     platform_strcpy_s(connect.client_id, sizeof connect.client_id, config.client_id);
     connect.clean_start = config.clean_start;
     connect.keep_alive = config.keep_alive;
@@ -55,7 +54,7 @@ void fill_connect(const mqtt_client_config &config, mqtt50_connect &connect) {
 
 int32_t mqtt50_conn_packet_encode(mqtt_client *client, uint8_t *buf, uint32_t *len) {
     if (client == nullptr || buf == nullptr || len == nullptr || *len < 1 ||
-        client->config.mqtt_version != 5) {
+        client->config.mqtt_version != MQTT_VERSION_50) {
         LOG_ERROR("MQTT_CLIENT50: 5.0 CONNECT编码失败，入参无效/非5.0版本");
         return MQTT_ERR_INVALID_PARAM;
     }

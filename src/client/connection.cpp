@@ -1,19 +1,42 @@
 #include <zep_mqtt/client/receive.h>
+#include <zep_mqtt/core/status.h>
 #include <zep_mqtt/net/adapter.h>
 
 #include "client/awaited_ack.h"
 #include "client/client_private.h"
 #include "log/log_lines.h"
 #include "net/adapter_private.h"
+#include "qos/received_ids.h"
 
 namespace zep {
 
-void log_null_client(const char *operation) {
+namespace {
+
+constexpr uint32_t ACK_BUFFER_SIZE = 32;
+
+}  // namespace
+
+void log_null_pointer(const char *operation) {
     LOG_ERROR("MQTT_CLIENT: 无效空指针（调用函数：%s）", operation);
 }
 
 int32_t send_packet(const mqtt_client &client, const uint8_t *packet, uint32_t length) {
     return net_adapter_send(client.net_index, packet, length);
+}
+
+void reply_with_ack(mqtt_client &client, uint32_t type, uint16_t msg_id) {
+    mqtt_packet packet = {};
+    packet.type = type;
+    packet.body.ack.msg_id = msg_id;
+    uint8_t buffer[ACK_BUFFER_SIZE];
+    uint32_t length = sizeof buffer;
+    if (mqtt_client_encode_packet(&client, &packet, buffer, &length) == MQTT_OK) {
+        (void)send_packet(client, buffer, length);
+    }
+}
+
+void forget_received_messages(mqtt_client &client) {
+    received_ids_clear(client.received_qos2);
 }
 
 void reset_receive_buffer(mqtt_client &client) {
@@ -36,9 +59,9 @@ void lose_link(mqtt_client &client) {
 }
 
 void apply_unacked_timeout(const mqtt_client &client) {
-    // A PINGREQ goes out half an interval after the last activity; half an interval more without
-    // an acknowledgement makes the next use of the socket fail.
-    net_adapter_set_unacked_timeout(client.net_index, client.config.keep_alive * 500U);
+    // A PINGREQ goes out half an interval after the last activity. Three quarters more without an
+    // acknowledgement end the connection, and leave the system's timers a quarter to be late.
+    net_adapter_set_unacked_timeout(client.net_index, client.config.keep_alive * 750U);
 }
 
 }  // namespace zep

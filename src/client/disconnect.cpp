@@ -13,10 +13,12 @@ void send_disconnect311(mqtt_client &client) {
     mqtt_packet packet = {};
     packet.type = MQTT_PACKET_DISCONNECT;
     uint32_t length = sizeof client.tx_buf;
-    (void)mqtt_client_encode_packet(&client, &packet, client.tx_buf, &length);
-    const int32_t sent = send_packet(client, client.tx_buf, length);
-    if (sent != 0) {
-        LOG_WARN("MQTT_CLIENT: 发送断开报文失败（状态码：%d）", sent);
+    int32_t status = mqtt_client_encode_packet(&client, &packet, client.tx_buf, &length);
+    if (status == MQTT_OK) {
+        status = send_packet(client, client.tx_buf, length);
+    }
+    if (status != 0) {
+        LOG_WARN("MQTT_CLIENT: 发送断开报文失败（状态码：%d）", status);
     }
 }
 
@@ -24,7 +26,7 @@ void send_disconnect311(mqtt_client &client) {
 
 int32_t mqtt_client_disconnect(mqtt_client *client) {
     if (client == nullptr) {
-        log_null_client("mqtt_client_disconnect");
+        log_null_pointer("mqtt_client_disconnect");
         return MQTT_ERR_INVALID_PARAM;
     }
     if (client->state == MQTT_CLIENT_DISCONNECTED || client->net_index == MQTT_CLIENT_NO_INSTANCE) {

@@ -1,4 +1,6 @@
-// Finds the room for a received packet: its version, its type, the state that it needs.
+// Finds the handler of a received packet: its version, its type, the state that it needs.
+#include "client/dispatch.h"
+
 #include <iterator>
 
 #include <zep_mqtt/platform/memory.h>
@@ -6,7 +8,6 @@
 
 #include "client/client_private.h"
 #include "client/inbound.h"
-#include "client/dispatch.h"
 #include "log/log_lines.h"
 
 namespace zep {
@@ -16,7 +17,7 @@ namespace {
 constexpr uint32_t ANY_STATE = UINT32_MAX;
 
 template <typename Handler>
-struct room {
+struct route {
     Handler handle = nullptr;  // null: packets of this type are not acted on
     uint32_t state = ANY_STATE;
 };
@@ -25,7 +26,7 @@ using handler311 = void (*)(mqtt_client &, const mqtt_packet &);
 using handler50 = void (*)(mqtt_client &, const uint8_t *, uint32_t);
 
 // Both tables are indexed by the packet type.
-constexpr room<handler311> ROOMS_311[16] = {
+constexpr route<handler311> ROUTES_311[16] = {
     {},
     {on_connect, ANY_STATE},
     {on_connack, ANY_STATE},
@@ -44,7 +45,7 @@ constexpr room<handler311> ROOMS_311[16] = {
     {},
 };
 
-constexpr room<handler50> ROOMS_50[16] = {
+constexpr route<handler50> ROUTES_50[16] = {
     {},
     {},
     {on_connack50, MQTT_CLIENT_CONNECTING},
@@ -64,8 +65,8 @@ constexpr room<handler50> ROOMS_50[16] = {
 };
 
 template <typename Handler>
-bool may_enter(const mqtt_client &client, const room<Handler> &place) {
-    return place.state == ANY_STATE || place.state == client.state;
+bool is_open(const mqtt_client &client, const route<Handler> &way) {
+    return way.state == ANY_STATE || way.state == client.state;
 }
 
 // A decoded 3.1.1 packet; whatever the decoder allocated for it goes when it goes.
@@ -116,20 +117,20 @@ void dispatch311(mqtt_client &client, const uint8_t *data, uint32_t length) {
         return;
     }
     const uint32_t type = packet.get().type;
-    const room<handler311> &place = ROOMS_311[type];
-    if (place.handle == nullptr) {
+    const route<handler311> &way = ROUTES_311[type];
+    if (way.handle == nullptr) {
         LOG_DEBUG("MQTT_CLIENT收到未知报文类型 (0x%02X)", type);
-    } else if (may_enter(client, place)) {
-        place.handle(client, packet.get());
+    } else if (is_open(client, way)) {
+        way.handle(client, packet.get());
     }
 }
 
 void dispatch50(mqtt_client &client, const uint8_t *data, uint32_t length, uint32_t type) {
-    const room<handler50> &place = ROOMS_50[type];
-    if (place.handle == nullptr) {
+    const route<handler50> &way = ROUTES_50[type];
+    if (way.handle == nullptr) {
         LOG_DEBUG("MQTT_CLIENT收到5.0未知报文类型 (0x%02X)", type);
-    } else if (may_enter(client, place)) {
-        place.handle(client, data, length);
+    } else if (is_open(client, way)) {
+        way.handle(client, data, length);
     }
 }
 
@@ -140,7 +141,7 @@ void dispatch_packet(mqtt_client &client, const uint8_t *packet, uint32_t length
     const uint32_t version =
         mqtt50_version_auto_detect(packet, static_cast<int32_t>(length), &client);
     LOG_DEBUG("MQTT_CLIENT收到MQTT报文:长度=%d,类型=0x%02X,协议版本=%d", length, type, version);
-    if (version == 5) {
+    if (version == MQTT_VERSION_50) {
         dispatch50(client, packet, length, type);
     } else {
         dispatch311(client, packet, length);

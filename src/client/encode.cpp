@@ -9,7 +9,7 @@ using namespace zep;
 int32_t mqtt_client_encode_packet(mqtt_client *client, mqtt_packet *packet, uint8_t *buf,
                                   uint32_t *len) {
     if (client == nullptr) {
-        log_null_client("mqtt_client_encode_packet");
+        log_null_pointer("mqtt_client_encode_packet");
         return MQTT_ERR_INVALID_PARAM;
     }
     uint32_t version = client->config.mqtt_version;
@@ -17,7 +17,7 @@ int32_t mqtt_client_encode_packet(mqtt_client *client, mqtt_packet *packet, uint
         if (packet->type != MQTT_PACKET_CONNECT) {
             version = version_in_use(*client);
         }
-        packet->protocol_version = version == 5 ? 5 : 4;
+        packet->protocol_version = version == MQTT_VERSION_50 ? MQTT_VERSION_50 : MQTT_VERSION_311;
     }
     return mqtt_packet_encode(version, packet, buf, len);
 }

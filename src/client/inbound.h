@@ -1,4 +1,4 @@
-// The rooms of the receive dispatch: one for each kind of packet that a client handles. What the
+// The handlers of the receive dispatch: one for each kind of packet that a client handles. What the
 // two versions share stands once and is told apart by `label`, which is part of the log lines.
 #pragma once
 
@@ -43,18 +43,11 @@ void on_unsuback50(mqtt_client &client, const uint8_t *packet, uint32_t length);
 void on_pingresp50(mqtt_client &client, const uint8_t *packet, uint32_t length);
 void on_disconnect50(mqtt_client &client, const uint8_t *packet, uint32_t length);
 
-// Encodes an acknowledgement of ours and sends it. It carries any identifier of the broker's. That
-// it could not be sent is not acted on: the broker sends its packet again.
-void reply_with_ack(mqtt_client &client, uint32_t type, uint16_t msg_id);
-
 // Hands a message to the application.
 inline void deliver(const mqtt_client &client, const mqtt_message &message) {
     if (client.msg_cb != nullptr) {
         client.msg_cb(client.user_obj, &message);
     }
 }
-
-// The broker kept no session: what it sends from now on repeats nothing of an earlier connection.
-void forget_received_messages(mqtt_client &client);
 
 }  // namespace zep

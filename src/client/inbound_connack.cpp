@@ -1,17 +1,13 @@
-// Inbound CONNACK of both versions (and the 3.1.1 CONNECT that a client only notes).
+// Inbound CONNACK of both versions.
 #include <zep_mqtt/client/receive.h>
 
 #include "client/client_private.h"
 #include "client/inbound.h"
 #include "log/log_lines.h"
-#include "qos/received_ids.h"
 
 namespace zep {
 
-void forget_received_messages(mqtt_client &client) {
-    received_ids_clear(client.received_qos2);
-}
-
+// A client takes note of a CONNECT and no more. The decoder passes none on today.
 void on_connect(mqtt_client &, const mqtt_packet &packet) {
     LOG_INFO("MQTT_CLIENT收到3.1.1 CONNECT报文，client_id:%s", packet.body.connect.client_id);
 }

@@ -18,7 +18,7 @@ constexpr uint8_t REASON_NO_MATCHING_SUBSCRIBERS = 0x10;
 
 void mqtt_client_handle_puback(mqtt_client *client, uint16_t id) {
     if (client == nullptr) {
-        log_null_client("mqtt_client_handle_puback");
+        log_null_pointer("mqtt_client_handle_puback");
         return;
     }
     const int32_t status = mqtt_qos1_handle_puback(&client->session, id);

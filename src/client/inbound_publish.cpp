@@ -10,9 +10,6 @@ namespace zep {
 
 namespace {
 
-constexpr uint32_t PAYLOAD_MAX = MQTT_CLIENT_TX_BUFFER_SIZE;
-constexpr uint32_t ACK_BUFFER_SIZE = 32;
-
 // Puts the payload to be delivered into tx_buf. False: it does not decrypt, the message is dropped.
 bool take_payload(mqtt_client &client, inbound_publish &message, const char *label) {
     if (message.payload == nullptr) {
@@ -57,7 +54,7 @@ void acknowledge(mqtt_client &client, const inbound_publish &message, const char
 
 // False: the message was not delivered, now or at all.
 bool receive_message(mqtt_client &client, inbound_publish message, const char *label) {
-    if (message.qos > 2) {
+    if (message.qos > QOS_MAX) {
         // MQTT-3.3.1-4: there is no such quality of service, so nothing to acknowledge either.
         LOG_ERROR("MQTT_CLIENT%sPUBLISH的QoS非法（%d），丢弃非法消息", label, message.qos);
         return false;
@@ -86,17 +83,6 @@ bool receive_message(mqtt_client &client, inbound_publish message, const char *l
 }
 
 }  // namespace
-
-void reply_with_ack(mqtt_client &client, uint32_t type, uint16_t msg_id) {
-    mqtt_packet packet = {};
-    packet.type = type;
-    packet.body.ack.msg_id = msg_id;
-    uint8_t buffer[ACK_BUFFER_SIZE];
-    uint32_t length = sizeof buffer;
-    if (mqtt_client_encode_packet(&client, &packet, buffer, &length) == MQTT_OK) {
-        (void)send_packet(client, buffer, length);
-    }
-}
 
 void on_publish(mqtt_client &client, const mqtt_packet &packet) {
     const mqtt_message &message = packet.body.publish;

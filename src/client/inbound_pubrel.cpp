@@ -2,6 +2,7 @@
 // answered also when its message is unknown, or the broker would repeat it for ever.
 #include <zep_mqtt/protocol/v50/ack.h>
 
+#include "client/client_private.h"
 #include "client/inbound.h"
 #include "log/log_lines.h"
 #include "qos/received_ids.h"

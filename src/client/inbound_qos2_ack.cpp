@@ -12,7 +12,7 @@ using namespace zep;
 
 namespace {
 
-// The PUBREL for a cached message stands in tx_buf.
+// The PUBREL stands in tx_buf.
 void send_pubrel(mqtt_client &client, uint16_t id, uint32_t length) {
     const int32_t sent = send_packet(client, client.tx_buf, length);
     if (sent != 0) {
@@ -26,25 +26,29 @@ void log_refused_ack(int32_t status, uint16_t id) {
     LOG_WARN("MQTT_CLIENT: QoS2 ACK处理失败（%s，pkt_id：%d）", mqtt_status_text(status), id);
 }
 
-void handle_pubrec(mqtt_client &client, uint16_t id, uint32_t *length) {
-    const int32_t status = mqtt_qos2_handle_pubrec(&client.session, id, client.tx_buf, length);
+// Sent without room in the cache: the exchange is brought to its end all the same.
+void answer_uncached_pubrec(mqtt_client &client, uint16_t id) {
+    mqtt_packet pubrel = {};
+    pubrel.type = MQTT_PACKET_PUBREL;
+    pubrel.qos = 1;
+    pubrel.body.ack.msg_id = id;
+    uint32_t length = sizeof client.tx_buf;
+    if (mqtt_client_encode_packet(&client, &pubrel, client.tx_buf, &length) == MQTT_OK) {
+        send_pubrel(client, id, length);
+    }
+    await_ack(client, id, MQTT_PACKET_PUBCOMP);
+}
+
+void handle_pubrec(mqtt_client &client, uint16_t id) {
+    uint32_t length = sizeof client.tx_buf;
+    const int32_t status = mqtt_qos2_handle_pubrec(&client.session, id, client.tx_buf, &length);
     if (status == MQTT_OK) {
-        send_pubrel(client, id, *length);
+        send_pubrel(client, id, length);
         return;
     }
     log_refused_ack(status, id);
-    const bool first = is_awaited(client, id, MQTT_PACKET_PUBREC);
-    if (first || is_awaited(client, id, MQTT_PACKET_PUBCOMP)) {
-        // Sent without room in the cache: the exchange is brought to its end all the same.
-        mqtt_packet pubrel = {};
-        pubrel.type = MQTT_PACKET_PUBREL;
-        pubrel.qos = 1;
-        pubrel.body.ack.msg_id = id;
-        *length = sizeof client.tx_buf;
-        if (mqtt_client_encode_packet(&client, &pubrel, client.tx_buf, length) == MQTT_OK) {
-            send_pubrel(client, id, *length);
-        }
-        await_ack(client, id, MQTT_PACKET_PUBCOMP);
+    if (is_awaited(client, id, MQTT_PACKET_PUBREC) || is_awaited(client, id, MQTT_PACKET_PUBCOMP)) {
+        answer_uncached_pubrec(client, id);
     }
 }
 
@@ -64,13 +68,12 @@ void handle_pubcomp(mqtt_client &client, uint16_t id) {
 
 void mqtt_client_handle_qos2_ack(mqtt_client *client, uint32_t type, uint16_t id) {
     if (client == nullptr) {
-        log_null_client("mqtt_client_handle_qos2_ack");
+        log_null_pointer("mqtt_client_handle_qos2_ack");
         return;
     }
     clear_tx_buf(*client);
-    uint32_t length = sizeof client->tx_buf;
     if (type == MQTT_PACKET_PUBREC) {
-        handle_pubrec(*client, id, &length);
+        handle_pubrec(*client, id);
     } else if (type == MQTT_PACKET_PUBCOMP) {
         handle_pubcomp(*client, id);
     }

@@ -70,3 +70,26 @@ void on_unsuback50(mqtt_client &client, const uint8_t *packet, uint32_t length) 
 }
 
 }  // namespace zep
+
+using namespace zep;
+
+int32_t mqtt50_client_handle_unsuback(mqtt_client *client, const mqtt50_ack *unsuback) {
+    if (client == nullptr || unsuback == nullptr || client->conn_info == nullptr) {
+        LOG_ERROR("MQTT_CLIENT50: 5.0 UNSUBACK处理失败，入参空指针");
+        return MQTT_ERR_INVALID_PARAM;
+    }
+    constexpr uint8_t PACKET_ID_IN_USE = 0x91;
+    LOG_INFO("MQTT_CLIENT50: 收到5.0 UNSUBACK [msg_id=%d，原因码=0x%02X]", unsuback->msg_id,
+             unsuback->reason_code);
+    if (unsuback->reason_code == 0) {
+        finish_subscription_exchange(*client, unsuback->msg_id, MQTT_PACKET_UNSUBACK);
+        LOG_INFO("MQTT_CLIENT50: 5.0取消订阅成功 [msg_id=%d]", unsuback->msg_id);
+        return MQTT_OK;
+    }
+    LOG_ERROR("MQTT_CLIENT50: 5.0取消订阅失败 [msg_id=%d，原因码=0x%02X]", unsuback->msg_id,
+              unsuback->reason_code);
+    if (unsuback->reason_code == PACKET_ID_IN_USE) {
+        LOG_WARN("MQTT_CLIENT50: Packet ID冲突，重新申请ID重试取消订阅");
+    }
+    return MQTT_OK;
+}

@@ -1,4 +1,6 @@
 // One pass of the loop: everything of a client that is driven by time.
+#include <atomic>
+
 #include <zep_mqtt/client/loop.h>
 #include <zep_mqtt/client/receive.h>
 #include <zep_mqtt/core/status.h>
@@ -17,6 +19,7 @@ using namespace zep;
 
 namespace {
 
+constexpr uint32_t CONNACK_TIMEOUT_MS = 3000;
 constexpr uint32_t CLEAN_TICK_STEP = 10;
 constexpr uint32_t CLEAN_TICK_LIMIT = 499;
 constexpr uint32_t PINGREQ_SIZE = 2;
@@ -91,8 +94,8 @@ int32_t send_pingreq(mqtt_client &client) {
     packet.type = MQTT_PACKET_PINGREQ;
     uint8_t buffer[PINGREQ_SIZE];
     uint32_t length = sizeof buffer;
-    (void)mqtt_client_encode_packet(&client, &packet, buffer, &length);
-    return send_packet(client, buffer, length);
+    const int32_t status = mqtt_client_encode_packet(&client, &packet, buffer, &length);
+    return status == MQTT_OK ? send_packet(client, buffer, length) : status;
 }
 
 void keep_alive(mqtt_client &client) {
@@ -141,6 +144,10 @@ void clean_caches_sometimes(mqtt_client &client) {
 
 int32_t mqtt_client_loop(mqtt_client *client) {
     net_adapter_loop();
+    if (client == nullptr) {
+        log_null_pointer("mqtt_client_loop");
+        return MQTT_ERR_INVALID_PARAM;
+    }
     const busy_guard guard(*client, MQTT_CLIENT_OP_LOOP);
     if (!guard.taken()) {
         LOG_WARN("MQTT_CLIENT: Client busy, loop skip! op_type:%d", guard.running());

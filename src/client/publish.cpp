@@ -13,14 +13,11 @@ using namespace zep;
 
 namespace {
 
-constexpr uint32_t PAYLOAD_MAX = 1024;
-constexpr uint32_t PACKET_MAX = 1028;
-constexpr uint32_t QOS_MAX = 2;
 constexpr int QOS2_SUPPORTED = 1;
 
 int32_t check_arguments(const mqtt_client &client, const mqtt_message *msg) {
     if (msg == nullptr || msg->topic == nullptr) {
-        log_null_client("mqtt_client_publish");
+        log_null_pointer("mqtt_client_publish");
         return MQTT_ERR_INVALID_PARAM;
     }
     if (!is_connected(client)) {
@@ -122,7 +119,6 @@ int32_t publish(mqtt_client &client, mqtt_message &msg) {
     status = encrypt_payload(client, outbound);
     if (status == MQTT_OK) {
         status = admit(client, outbound, lease);
-        msg.priority = outbound.priority;
     }
     if (status == MQTT_OK) {
         status = send_publish(client, outbound);
@@ -139,6 +135,10 @@ int32_t publish(mqtt_client &client, mqtt_message &msg) {
 }  // namespace
 
 int32_t mqtt_client_publish(mqtt_client *client, mqtt_message *msg) {
+    if (client == nullptr) {
+        log_null_pointer("mqtt_client_publish");
+        return MQTT_ERR_INVALID_PARAM;
+    }
     const busy_guard guard(*client, MQTT_CLIENT_OP_PUBLISH);
     if (!guard.taken()) {
         LOG_WARN("MQTT_CLIENT: Client busy, publish reject! op_type:%d", guard.running());

@@ -19,7 +19,6 @@ using namespace zep;
 
 namespace {
 
-constexpr uint32_t PAYLOAD_MAX = 1024;
 constexpr uint32_t DUMPED_BYTES = 16;
 
 int32_t check_connection(const mqtt_client &client) {
@@ -41,7 +40,7 @@ int32_t check_message(const mqtt50_message &msg) {
                   static_cast<int>(length), MQTT_CLIENT_TOPIC_MAX);
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (msg.qos > 2) {
+    if (msg.qos > QOS_MAX) {
         LOG_ERROR("MQTT_CLIENT50: publish50 fail, invalid qos level=%d", msg.qos);
         return MQTT_ERR_QOS_INVALID;
     }
@@ -91,11 +90,11 @@ int32_t take_payload(mqtt_client &client, const mqtt50_message &msg, uint8_t (&b
         return MQTT_OK;
     }
     dump_start("MQTT_CLIENT50 [orig payload]", msg.payload, msg.payload_len);
-    if (client.config.crypto_enable == 0) {
+    if (!cipher_is_on(client)) {
         return MQTT_OK;
     }
     client.crypto_out_len = sizeof buffer;
-    if (crypto_encrypt(&client.crypto_ctx, msg.payload, msg.payload_len, buffer,
+    if (crypto_encrypt(client.crypto, msg.payload, msg.payload_len, buffer,
                        &client.crypto_out_len) != 0) {
         return MQTT_ERR_CRYPTO;
     }
@@ -147,7 +146,7 @@ void track_exchange(mqtt_client &client, const mqtt50_publish &packet) {
     sent.qos = packet.qos;
     sent.retain = packet.retain;
     sent.msg_id = packet.msg_id;
-    if (mqtt_qos_message_process(5, sent.qos, &sent, &client.session) != MQTT_OK) {
+    if (mqtt_qos_message_process(MQTT_VERSION_50, sent.qos, &sent, &client.session) != MQTT_OK) {
         await_ack(client, packet.msg_id, packet.qos == 1 ? MQTT_PACKET_PUBACK : MQTT_PACKET_PUBREC);
     }
 }

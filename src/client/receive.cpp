@@ -6,8 +6,8 @@
 #include <zep_mqtt/net/adapter.h>
 
 #include "client/client_private.h"
-#include "client/frame.h"
 #include "client/dispatch.h"
+#include "client/frame.h"
 #include "log/log_lines.h"
 #include "net/adapter_private.h"
 
@@ -74,8 +74,7 @@ packet_bytes next_packet(mqtt_client &client) {
                 lose_link(client);
                 return {nullptr, 0};
             case frame_kind::oversized:
-                LOG_WARN("MQTT_CLIENT报文超过接收上限（长度：%u > %d），跳过", found.length,
-                         MQTT_CLIENT_RX_BUFFER_SIZE);
+                LOG_WARN("MQTT_CLIENT报文超过接收上限，跳过（总长度：%u）", found.length);
                 client.rx_skip = found.length;
                 break;
             case frame_kind::packet:
@@ -150,7 +149,7 @@ using namespace zep;
 
 void mqtt_client_recv_packet_proc(mqtt_client *client) {
     if (client == nullptr) {
-        log_null_client("mqtt_client_recv_packet_proc");
+        log_null_pointer("mqtt_client_recv_packet_proc");
         return;
     }
     const int32_t status = read_from_network(*client);

@@ -3,7 +3,7 @@
 #include <zep_mqtt/client/operations.h>
 #include <zep_mqtt/platform/memory.h>
 
-#include "client/sdk_result.h"
+#include "client/sdk_private.h"
 #include "log/log_lines.h"
 
 using namespace zep;

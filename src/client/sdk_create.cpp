@@ -5,7 +5,8 @@
 #include <zep_mqtt/platform/memory.h>
 #include <zep_mqtt/platform/text.h>
 
-#include "client/sdk_result.h"
+#include "client/sdk_private.h"
+#include "core/wipe.h"
 #include "log/log_lines.h"
 
 uint8_t g_banner_printed;
@@ -51,7 +52,7 @@ bool arguments_are_valid(const zep_mqtt_sdk_config *config, zep_mqtt_sdk_msg_cb 
 
 // A text that does not fit is cut, and said to be.
 template <size_t Size>
-void take_text(char (&field)[Size], const char *text, const char *name) {
+void copy_cut(char (&field)[Size], const char *text, const char *name) {
     platform_strcpy_s(field, Size, text);
     if (platform_strlen(text) >= Size) {
         LOG_WARN("MQTT_SDK: %s truncate to %d", name, static_cast<int>(Size - 1));
@@ -99,17 +100,17 @@ uint32_t limited_packet_size(uint32_t configured) {
 
 mqtt_client_config core_config(const zep_mqtt_sdk_config &from) {
     mqtt_client_config to = {};
-    take_text(to.client_id, from.client_id, "client_id");
-    take_text(to.broker_host, from.broker_host, "broker_host");
-    take_text(to.username, from.username, "username");
-    take_text(to.password, from.password, "password");
+    copy_cut(to.client_id, from.client_id, "client_id");
+    copy_cut(to.broker_host, from.broker_host, "broker_host");
+    copy_cut(to.username, from.username, "username");
+    copy_cut(to.password, from.password, "password");
     to.broker_port = from.broker_port;
     to.clean_start = from.clean_start;
     to.reconnect_interval_ms = from.reconnect_interval_ms;
     to.session_expiry_interval = from.session_expiry_interval;
     to.reserved1 = from.reserved6;
     to.reserved3 = from.reserved7;
-    to.mqtt_version = from.mqtt_ver == ZEP_MQTT_SDK_VERSION_50 ? 5 : 4;
+    to.mqtt_version = from.mqtt_ver == ZEP_MQTT_SDK_VERSION_50 ? MQTT_VERSION_50 : MQTT_VERSION_311;
     to.keep_alive = static_cast<uint16_t>(from.keep_alive);
     take_cipher(from, to);
     take_will(from, to);
@@ -159,6 +160,7 @@ zep_mqtt_sdk_client *zep_mqtt_sdk_client_create(const zep_mqtt_sdk_config *confi
     handle->app_resp_cb = resp_cb;
     mqtt_client_config core = core_config(*config);
     handle->core = mqtt_client_create(&core, core_msg_cb_adapter_with_obj, resp_cb, handle);
+    wipe(&core, sizeof core);
     if (handle->core == nullptr) {
         LOG_ERROR("MQTT_SDK: create failed: core client create error");
         platform_free(handle);

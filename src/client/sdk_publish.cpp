@@ -4,7 +4,7 @@
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/platform/text.h>
 
-#include "client/sdk_result.h"
+#include "client/sdk_private.h"
 #include "log/log_lines.h"
 
 using namespace zep;
@@ -14,9 +14,7 @@ namespace {
 constexpr uint64_t HEADER_ALLOWANCE = 10;  // fixed header, topic length, identifier
 
 bool packet_fits(const zep_mqtt_sdk_client &handle, const zep_mqtt_sdk_msg &msg) {
-    const uint32_t limit = handle.cfg.mqtt_ver == ZEP_MQTT_SDK_VERSION_50
-                               ? handle.cfg.v50_max_pkt_size
-                               : SDK_PACKET_MAX;
+    const uint32_t limit = sdk_speaks_50(handle) ? handle.cfg.v50_max_pkt_size : SDK_PACKET_MAX;
     const uint64_t length =
         msg.payload_len + uint64_t{platform_strlen(msg.topic)} + HEADER_ALLOWANCE;
     if (length > limit) {

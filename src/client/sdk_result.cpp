@@ -1,6 +1,6 @@
-#include "client/sdk_result.h"
-
 #include <zep_mqtt/core/status.h>
+
+#include "client/sdk_private.h"
 
 namespace zep {
 
@@ -42,7 +42,8 @@ int32_t sdk_result(int32_t core_status) {
 }
 
 bool sdk_speaks_50(const zep_mqtt_sdk_client &handle) {
-    return handle.cfg.mqtt_ver == ZEP_MQTT_SDK_VERSION_50 && handle.core->config.mqtt_version == 5;
+    return handle.cfg.mqtt_ver == ZEP_MQTT_SDK_VERSION_50 &&
+           handle.core->config.mqtt_version == MQTT_VERSION_50;
 }
 
 bool sdk_is_usable(const zep_mqtt_sdk_client &handle) {

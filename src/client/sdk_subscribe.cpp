@@ -6,7 +6,7 @@
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/platform/text.h>
 
-#include "client/sdk_result.h"
+#include "client/sdk_private.h"
 #include "log/log_lines.h"
 
 using namespace zep;
@@ -29,9 +29,17 @@ const char *effective_group(const zep_mqtt_sdk_client &handle, const char *share
     return share_group[0] == '\0' ? nullptr : share_group;
 }
 
+int32_t refuse_group() {
+    LOG_ERROR("MQTT_SDK: subscribe failed: invalid share group");
+    return ZEP_MQTT_SDK_ERR_PARAM;
+}
+
 int32_t subscribe50(zep_mqtt_sdk_client &handle, const char *topic, uint32_t qos,
                     const char *share_group) {
     const char *group = effective_group(handle, share_group);
+    if (!check_share_group_valid(group)) {
+        return refuse_group();
+    }
     const int32_t status = mqtt_client_subscribe50(handle.core, topic, qos, group);
     if (group != nullptr) {
         LOG_INFO("MQTT_SDK: subscribe mqtt5.0 topic=%s, qos=%d, share_group=%s (会话级)", topic,
@@ -90,8 +98,7 @@ int32_t zep_mqtt_sdk_client_subscribe(zep_mqtt_sdk_client *client, const char *t
         return ZEP_MQTT_SDK_ERR_PARAM;
     }
     if (!check_share_group_valid(share_group)) {
-        LOG_ERROR("MQTT_SDK: subscribe failed: invalid share group");
-        return ZEP_MQTT_SDK_ERR_PARAM;
+        return refuse_group();
     }
     return sdk_speaks_50(*client) ? subscribe50(*client, topic, qos, share_group)
                                   : subscribe311(*client, topic, qos);

@@ -23,7 +23,7 @@ void trigger_broker_resp_cb(mqtt_client *client, uint8_t success, uint32_t resp_
 
 int32_t mqtt_client_alloc_pkt_id(mqtt_client *client, uint16_t *id) {
     if (client == nullptr) {
-        log_null_client("mqtt_client_alloc_pkt_id");
+        log_null_pointer("mqtt_client_alloc_pkt_id");
         return MQTT_ERR_INVALID_PARAM;
     }
     const int32_t status = mqtt_packet_id_alloc(&client->session, id);
@@ -36,7 +36,7 @@ int32_t mqtt_client_alloc_pkt_id(mqtt_client *client, uint16_t *id) {
 
 void mqtt_client_free_pkt_id(mqtt_client *client, uint16_t id) {
     if (client == nullptr) {
-        log_null_client("mqtt_client_free_pkt_id");
+        log_null_pointer("mqtt_client_free_pkt_id");
         return;
     }
     if (id != 0) {

@@ -14,12 +14,10 @@ using namespace zep;
 
 namespace {
 
-constexpr uint32_t PACKET_MAX = 1028;
-
 int32_t check_arguments(const mqtt_client &client, const char *topic, uint32_t qos,
                         uint8_t is_shared) {
     if (topic == nullptr) {
-        log_null_client("mqtt_client_subscribe");
+        log_null_pointer("mqtt_client_subscribe");
     }
     const size_t length = platform_strlen(topic);
     if (length == 0 || length > MQTT_CLIENT_TOPIC_MAX) {
@@ -27,7 +25,7 @@ int32_t check_arguments(const mqtt_client &client, const char *topic, uint32_t q
                   static_cast<int>(length));
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (!is_connected(client) || qos > 2) {
+    if (!is_connected(client) || qos > QOS_MAX) {
         LOG_ERROR("MQTT_CLIENT: 订阅失败，客户端未连接或QoS非法（QoS：%d）", qos);
         return MQTT_ERR_INVALID_PARAM;
     }
@@ -89,6 +87,10 @@ int32_t subscribe(mqtt_client &client, const char *topic, uint32_t qos) {
 
 int32_t mqtt_client_subscribe(mqtt_client *client, const char *topic, uint32_t qos,
                               uint8_t is_shared) {
+    if (client == nullptr) {
+        log_null_pointer("mqtt_client_subscribe");
+        return MQTT_ERR_INVALID_PARAM;
+    }
     const busy_guard guard(*client, MQTT_CLIENT_OP_SUBSCRIBE);
     if (!guard.taken()) {
         LOG_WARN("MQTT_CLIENT: Client busy, subscribe reject! op_type:%d", guard.running());

@@ -19,7 +19,7 @@ namespace {
 
 // Refuses a text that does not fit its field; an empty one is the encoder's to refuse.
 template <size_t Size>
-int32_t take_text(char (&field)[Size], const char *text, const char *name) {
+int32_t copy_whole(char (&field)[Size], const char *text, const char *name) {
     const size_t length = platform_strlen(text);
     if (length >= Size) {
         LOG_ERROR("MQTT_CLIENT50: %s超长，长度=%d，最大=%d", name, static_cast<int>(length),
@@ -35,12 +35,12 @@ int32_t fill_subscribe(mqtt50_subscribe &subscribe, const char *topic, uint32_t 
     subscribe.qos = qos;
     if (share_group != nullptr && share_group[0] != '\0') {
         subscribe.is_shared = 1;
-        const int32_t status = take_text(subscribe.share_group, share_group, "共享组名");
+        const int32_t status = copy_whole(subscribe.share_group, share_group, "共享组名");
         if (status != MQTT_OK) {
             return status;
         }
     }
-    return take_text(subscribe.topic, topic, "订阅过滤器");
+    return copy_whole(subscribe.topic, topic, "订阅过滤器");
 }
 
 // Encodes with encode(id, length), sends, and leaves the identifier to the acknowledgement.
@@ -105,7 +105,7 @@ int32_t mqtt_client_unsubscribe50(mqtt_client *client, const char *topic) {
     const auto encode = [=](uint16_t id, uint32_t *length) {
         mqtt50_unsubscribe unsubscribe = {};
         unsubscribe.msg_id = id;
-        const int32_t status = take_text(unsubscribe.topic, topic, "取消订阅过滤器");
+        const int32_t status = copy_whole(unsubscribe.topic, topic, "取消订阅过滤器");
         return status == MQTT_OK ? mqtt50_unsubscribe_encode(&unsubscribe, client->tx_buf, length)
                                  : status;
     };
@@ -131,7 +131,7 @@ int32_t mqtt50_unsubscribe_packet_encode(mqtt_client *client, const char *topic,
         return status;
     }
     lease.hold(unsubscribe.msg_id);
-    status = take_text(unsubscribe.topic, topic, "取消订阅过滤器");
+    status = copy_whole(unsubscribe.topic, topic, "取消订阅过滤器");
     if (status == MQTT_OK) {
         status = mqtt50_unsubscribe_encode(&unsubscribe, buf, len);
     }
@@ -143,26 +143,5 @@ int32_t mqtt50_unsubscribe_packet_encode(mqtt_client *client, const char *topic,
     await_ack(*client, unsubscribe.msg_id, MQTT_PACKET_UNSUBACK);
     LOG_DEBUG("MQTT_CLIENT50: 5.0 UNSUBSCRIBE编码成功，长度=%d，报文ID=%d", *len,
               unsubscribe.msg_id);
-    return MQTT_OK;
-}
-
-int32_t mqtt50_client_handle_unsuback(mqtt_client *client, const mqtt50_ack *unsuback) {
-    if (client == nullptr || unsuback == nullptr || client->conn_info == nullptr) {
-        LOG_ERROR("MQTT_CLIENT50: 5.0 UNSUBACK处理失败，入参空指针");
-        return MQTT_ERR_INVALID_PARAM;
-    }
-    constexpr uint8_t PACKET_ID_IN_USE = 0x91;
-    LOG_INFO("MQTT_CLIENT50: 收到5.0 UNSUBACK [msg_id=%d，原因码=0x%02X]", unsuback->msg_id,
-             unsuback->reason_code);
-    if (unsuback->reason_code == 0) {
-        finish_subscription_exchange(*client, unsuback->msg_id, MQTT_PACKET_UNSUBACK);
-        LOG_INFO("MQTT_CLIENT50: 5.0取消订阅成功 [msg_id=%d]", unsuback->msg_id);
-        return MQTT_OK;
-    }
-    LOG_ERROR("MQTT_CLIENT50: 5.0取消订阅失败 [msg_id=%d，原因码=0x%02X]", unsuback->msg_id,
-              unsuback->reason_code);
-    if (unsuback->reason_code == PACKET_ID_IN_USE) {
-        LOG_WARN("MQTT_CLIENT50: Packet ID冲突，重新申请ID重试取消订阅");
-    }
     return MQTT_OK;
 }

@@ -14,11 +14,9 @@ using namespace zep;
 
 namespace {
 
-constexpr uint32_t PACKET_MAX = 1028;
-
 int32_t check_arguments(const mqtt_client &client, const char *topic) {
     if (topic == nullptr) {
-        log_null_client("mqtt_client_unsubscribe");
+        log_null_pointer("mqtt_client_unsubscribe");
         LOG_ERROR("MQTT_CLIENT: 入参无效，空指针");
         return MQTT_ERR_INVALID_PARAM;
     }
@@ -84,6 +82,10 @@ int32_t unsubscribe(mqtt_client &client, const char *topic) {
 }  // namespace
 
 int32_t mqtt_client_unsubscribe(mqtt_client *client, const char *topic) {
+    if (client == nullptr) {
+        log_null_pointer("mqtt_client_unsubscribe");
+        return MQTT_ERR_INVALID_PARAM;
+    }
     const busy_guard guard(*client, MQTT_CLIENT_OP_SUBSCRIBE);
     if (!guard.taken()) {
         LOG_WARN("MQTT_CLIENT: Client busy, unsubscribe reject! op_type:%d", guard.running());

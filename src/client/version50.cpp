@@ -4,24 +4,20 @@
 
 #include "client/client_private.h"
 #include "log/log_lines.h"
+#include "qos/cache_private.h"
 
 using namespace zep;
-
-namespace {
-
-constexpr uint32_t NO_PACKET_LIMIT = 65535;
-
-}  // namespace
 
 uint32_t mqtt50_version_auto_detect(const uint8_t *data, int32_t len, const mqtt_client *client) {
     if (len < 2 || client == nullptr || data == nullptr || client->conn_info == nullptr) {
         LOG_ERROR("MQTT_CLIENT50: ❌ 版本检测参数非法，兜底返回MQTT3.1.1");
-        return 4;
+        return MQTT_VERSION_311;
     }
     const uint32_t version = version_in_use(*client);
-    if (client->conn_info->protocol_version == 0 && version != 4 && version != 5) {
+    if (client->conn_info->protocol_version == 0 && version != MQTT_VERSION_311 &&
+        version != MQTT_VERSION_50) {
         LOG_WARN("MQTT_CLIENT50: ⚠️ 无版本信息，兜底返回MQTT3.1.1");
-        return 4;
+        return MQTT_VERSION_311;
     }
     return version;
 }
@@ -40,14 +36,16 @@ int32_t mqtt_client50_get_conn_info(const mqtt_client *client, mqtt50_conn_info 
 }
 
 void mqtt_client_version_downgrade(mqtt_client *client) {
-    if (client == nullptr || client->config.mqtt_version == 4 || client->conn_info == nullptr) {
+    if (client == nullptr || client->config.mqtt_version == MQTT_VERSION_311 ||
+        client->conn_info == nullptr) {
         return;
     }
-    client->config.mqtt_version = 4;
+    client->config.mqtt_version = MQTT_VERSION_311;
     client->conn_info->protocol_version = 0;
     client->conn_info->reason_code = 0;
     client->conn_info->server_keep_alive = 0;
     client->conn_info->max_packet_size = NO_PACKET_LIMIT;
+    qos_cache_set_version(&client->session, MQTT_VERSION_311);
     LOG_WARN(
         "MQTT_CLIENT50: ⚠️ MQTT5.0协商失败/服务端不支持，自动降级到3.1.1协议");
     client->state = MQTT_CLIENT_DISCONNECTED;

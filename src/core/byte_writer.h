@@ -24,8 +24,9 @@ class byte_writer {
     }
 
     void u32(uint32_t value) {
-        const uint8_t raw[4] = {static_cast<uint8_t>(value >> 24), static_cast<uint8_t>(value >> 16),
-                                static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
+        const uint8_t raw[4] = {static_cast<uint8_t>(value >> 24),
+                                static_cast<uint8_t>(value >> 16), static_cast<uint8_t>(value >> 8),
+                                static_cast<uint8_t>(value)};
         bytes(raw, sizeof raw);
     }
 

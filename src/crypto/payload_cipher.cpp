@@ -4,6 +4,8 @@
 
 #include <zep_mqtt/crypto/payload_cipher.h>
 
+#include "core/wipe.h"
+
 namespace {
 
 bool has_usable_key(const crypto_context &ctx) {
@@ -105,12 +107,7 @@ int32_t crypto_decrypt(const crypto_context *ctx, const uint8_t *in, uint32_t le
 }
 
 void crypto_destroy(crypto_context *ctx) {
-    if (ctx == nullptr) {
-        return;
-    }
-    // Through volatile, so that the compiler keeps the stores although nobody reads them.
-    volatile uint8_t *bytes = reinterpret_cast<volatile uint8_t *>(ctx);
-    for (size_t i = 0; i < sizeof *ctx; ++i) {
-        bytes[i] = 0;
+    if (ctx != nullptr) {
+        zep::wipe(ctx, sizeof *ctx);
     }
 }

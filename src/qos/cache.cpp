@@ -196,35 +196,38 @@ bool qos_message_is_valid(const mqtt_message &msg, uint32_t version) {
 namespace {
 
 template <typename Entry>
-const Entry *newest(const Entry *list, uint16_t msg_id) {
+bool list_holds(const Entry *list, uint16_t msg_id) {
     while (list != nullptr && list->msg.msg_id != msg_id) {
         list = list->next;
     }
-    return list;
+    return list != nullptr;
 }
 
 }  // namespace
 
 bool qos_cache_holds(const mqtt_session *session, uint16_t msg_id) {
-    return newest(session->qos1_cache, msg_id) != nullptr ||
-           newest(session->qos2_cache, msg_id) != nullptr;
+    return list_holds(session->qos1_cache, msg_id) || list_holds(session->qos2_cache, msg_id);
 }
 
 void qos_cache_withdraw(mqtt_session *session, uint16_t msg_id) {
-    const mqtt_qos1_entry *in_qos1 = newest(session->qos1_cache, msg_id);
-    const mqtt_qos2_entry *in_qos2 = newest(session->qos2_cache, msg_id);
-    if (in_qos1 != nullptr && (in_qos2 == nullptr || in_qos1->admission > in_qos2->admission)) {
-        erase<qos1>(*session, *in_qos1);
-    } else if (in_qos2 != nullptr) {
-        erase<qos2>(*session, *in_qos2);
+    const auto has_id = [msg_id](const auto &entry) { return entry.msg.msg_id == msg_id; };
+    mqtt_qos1_entry **in_qos1 = find_link<qos1>(*session, has_id);
+    mqtt_qos2_entry **in_qos2 = find_link<qos2>(*session, has_id);
+    const uint64_t admission1 = *in_qos1 == nullptr ? 0 : (*in_qos1)->admission;
+    const uint64_t admission2 = *in_qos2 == nullptr ? 0 : (*in_qos2)->admission;
+    if (admission1 > admission2) {
+        erase<qos1>(*session, in_qos1);
+    } else if (*in_qos2 != nullptr) {
+        erase<qos2>(*session, in_qos2);
     }
 }
 
-void qos_release_orphan_ids(mqtt_session *session) {
-    for (uint16_t id = MQTT_PACKET_ID_MIN; id <= MQTT_PACKET_ID_MAX; ++id) {
-        if (packet_id_in_use(session, id) && !qos_cache_holds(session, id)) {
-            (void)mqtt_packet_id_free(session, id);
-        }
+void qos_cache_set_version(mqtt_session *session, uint32_t version) {
+    for (mqtt_qos1_entry *entry = session->qos1_cache; entry != nullptr; entry = entry->next) {
+        entry->version = version;
+    }
+    for (mqtt_qos2_entry *entry = session->qos2_cache; entry != nullptr; entry = entry->next) {
+        entry->version = version;
     }
 }
 

@@ -18,8 +18,7 @@ bool qos_cache_holds(const mqtt_session *session, uint16_t msg_id);
 // when there is no such entry.
 void qos_cache_withdraw(mqtt_session *session, uint16_t msg_id);
 
-// Gives back every identifier that is in use and held by no cache entry: a connection has ended,
-// and with it every exchange whose acknowledgement nobody waits for any more.
-void qos_release_orphan_ids(mqtt_session *session);
+// From now on every cached message is resent in the packets of this protocol version.
+void qos_cache_set_version(mqtt_session *session, uint32_t version);
 
 }  // namespace zep

@@ -192,21 +192,6 @@ TEST_P(qos_cache_both, an_identifier_goes_back_with_the_last_entry_that_holds_it
     EXPECT_TRUE(in_use(6));
 }
 
-TEST_F(qos_cache, identifiers_without_an_entry_are_released) {
-    admit(1, 1);
-    admit(2, 128);
-    zep::packet_id_claim(&session, 2);
-    zep::packet_id_claim(&session, 127);
-    EXPECT_TRUE(zep::qos_cache_holds(&session, 1));
-    EXPECT_TRUE(zep::qos_cache_holds(&session, 128));
-    EXPECT_FALSE(zep::qos_cache_holds(&session, 2));
-    zep::qos_release_orphan_ids(&session);
-    for (uint16_t id = 1; id <= 128; ++id) {
-        EXPECT_EQ(in_use(id), id == 1 || id == 128) << id;
-    }
-    EXPECT_EQ(session.id_pool_top, 1) << "those that were free are not released again";
-}
-
 TEST(received_ids, keeps_each_of_the_65536_apart) {
     uint8_t bitmap[zep::RECEIVED_IDS_SIZE] = {};
     for (uint16_t id : ids{0, 1, 7, 8, 65535}) {

@@ -4,7 +4,7 @@
  *
  * Threads: a client belongs to one thread at a time; different clients are independent. The busy
  * flag refuses a publish, subscribe, unsubscribe or loop call that overlaps with another one on the
- * same client. Create, connect, destroy and the state read-out are not guarded.
+ * same client. Create, connect, disconnect, destroy and the state read-out are not guarded.
  */
 #ifndef ZEP_MQTT_CLIENT_CLIENT_H
 #define ZEP_MQTT_CLIENT_CLIENT_H
@@ -38,34 +38,35 @@ enum mqtt_client_operation {
 enum {
     MQTT_CLIENT_NO_INSTANCE = 255,     /**< mqtt_client.net_index without a network instance */
     MQTT_CLIENT_TX_BUFFER_SIZE = 1024, /**< bytes */
-    MQTT_CLIENT_RX_BUFFER_SIZE = 1028, /**< bytes; the largest inbound packet */
+    MQTT_CLIENT_RX_BUFFER_SIZE = 1028, /**< bytes; packets with a Remaining Length of at most 1024
+                                            are taken, larger ones are passed over */
     MQTT_CLIENT_TOPIC_MAX = 64         /**< bytes of a topic or filter on the wire */
 };
 
 /** How a client connects. Copied whole at creation. */
 typedef struct mqtt_client_config {
-    char client_id[24];             /**< 1 to 23 bytes, NUL-terminated */
-    char broker_host[64];           /**< dotted IPv4 address or "udp://" address, not empty */
-    uint16_t broker_port;           /**< not 0 */
-    uint32_t mqtt_version;          /**< 4 or 5; anything else becomes 4 at the next connect */
-    uint8_t clean_start;            /**< set to 1 by every automatic reconnection */
-    uint32_t reconnect_interval_ms; /**< least time between automatic attempts */
-    uint32_t reserved1;             /**< carried, not read */
-    uint16_t keep_alive;            /**< seconds, cut to 120 at creation; replaced by a 5.0
-                                         broker's Server Keep Alive */
-    char username[65];              /**< may be empty: none */
-    char password[65];              /**< may be empty: none */
-    uint8_t will_flag;              /**< 1: a will is configured */
-    char will_topic[64];            /**< at most 63 bytes, NUL-terminated */
-    uint8_t will_payload[256];      /**< will payload */
-    uint32_t will_payload_len;      /**< bytes used in will_payload */
-    uint32_t will_qos;              /**< 0 to 2 */
-    uint8_t will_retain;            /**< will RETAIN flag */
-    uint8_t crypto_enable;          /**< 1: payload cipher on */
-    uint8_t crypto_key[16];         /**< cipher key */
-    uint8_t crypto_iv[16];          /**< cipher initialisation vector */
-    uint16_t topic_alias_max;       /**< 5.0 Topic Alias Maximum for CONNECT, 0 for none */
-    uint32_t reserved3;             /**< carried, not read */
+    char client_id[24];               /**< 1 to 23 bytes, NUL-terminated */
+    char broker_host[64];             /**< dotted IPv4 address or "udp://" address, not empty */
+    uint16_t broker_port;             /**< not 0 */
+    uint32_t mqtt_version;            /**< 4 or 5; anything else becomes 4 at the next connect */
+    uint8_t clean_start;              /**< set to 1 by every automatic reconnection */
+    uint32_t reconnect_interval_ms;   /**< least time between automatic attempts */
+    uint32_t reserved1;               /**< carried, not read */
+    uint16_t keep_alive;              /**< seconds, cut to 120 at creation; replaced by a 5.0
+                                           broker's Server Keep Alive */
+    char username[65];                /**< may be empty: none */
+    char password[65];                /**< may be empty: none */
+    uint8_t will_flag;                /**< 1: a will is configured */
+    char will_topic[64];              /**< at most 63 bytes, NUL-terminated */
+    uint8_t will_payload[256];        /**< will payload */
+    uint32_t will_payload_len;        /**< bytes used in will_payload */
+    uint32_t will_qos;                /**< 0 to 2 */
+    uint8_t will_retain;              /**< will RETAIN flag */
+    uint8_t crypto_enable;            /**< 1: payload cipher on */
+    uint8_t crypto_key[16];           /**< cipher key */
+    uint8_t crypto_iv[16];            /**< cipher initialisation vector */
+    uint16_t topic_alias_max;         /**< 5.0 Topic Alias Maximum for CONNECT, 0 for none */
+    uint32_t reserved3;               /**< carried, not read */
     uint32_t session_expiry_interval; /**< 5.0 Session Expiry Interval for CONNECT, seconds */
     uint32_t max_packet_size;         /**< 5.0 Maximum Packet Size for CONNECT, bytes */
     uint32_t reserved4;               /**< carried, not read */
@@ -76,7 +77,7 @@ typedef struct mqtt_client_config {
  * Receives inbound messages and subscription acknowledgements.
  *
  * @param user_obj  as given at creation
- * @param msg       valid only during the call, with everything it points to
+ * @param msg       valid, with everything it points to, until the callback returns or disconnects
  */
 typedef void (*mqtt_client_msg_cb)(void *user_obj, const mqtt_message *msg);
 
@@ -159,8 +160,8 @@ ZEP_MQTT_API uint32_t mqtt_client_get_connect_state(const mqtt_client *client);
  * @retval -101  (MQTT_ERR_INVALID_PARAM) null argument, or a field that cannot be encoded
  * @return otherwise as mqtt_packet_encode()
  */
-ZEP_MQTT_API int32_t mqtt_client_encode_packet(mqtt_client *client, mqtt_packet *packet, uint8_t *buf,
-                                               uint32_t *len);
+ZEP_MQTT_API int32_t mqtt_client_encode_packet(mqtt_client *client, mqtt_packet *packet,
+                                               uint8_t *buf, uint32_t *len);
 
 ZEP_MQTT_END_DECLS
 

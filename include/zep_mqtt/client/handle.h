@@ -21,9 +21,9 @@ struct zep_mqtt_sdk_client {
     zep_mqtt_sdk_resp_cb app_resp_cb; /**< or null */
     mqtt_client *core;                /**< the client */
     uint8_t connected;                /**< 1 once a loop call has seen the core connected */
-    zep_mqtt_sdk_config cfg; /**< as given, with a v50_max_pkt_size of 0 replaced by 1028; of the
-                                  texts only share_group stays readable after create: it
-                                  points to a copy behind this record */
+    zep_mqtt_sdk_config cfg; /**< as given, with a v50_max_pkt_size of 0 replaced by 1028; of its
+                                  pointers only share_group stays valid after create: it points
+                                  to a copy behind this record, or is null for none */
 };
 
 /**

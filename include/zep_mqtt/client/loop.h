@@ -21,13 +21,12 @@ extern ZEP_MQTT_API uint32_t last_reconnect_tick;
 /**
  * One pass: automatic reconnection, CONNACK time-out (3000 ms), one receive step, retransmission,
  * PINGREQ (half a keep-alive interval after the last activity, MQTT 3.1.1 §3.1.2.10), and on every
- * 50th pass the cache clean-up. Waits at most 20 ms for input, and as long as the system takes for
- * the TCP connection of a reconnection attempt.
+ * 50th pass the cache clean-up. Waits at most 20 ms for input, as long as the system takes for the
+ * TCP connection of a reconnection attempt, and at most 3 seconds for a peer that does not read.
  *
- * @param client  not null
  * @retval 0     also when the network failed: the log and the callbacks tell
  * @retval -8    (MQTT_ERR_BUSY) another guarded operation of this client runs
- * @retval -101  (MQTT_ERR_INVALID_PARAM) the client is being destroyed
+ * @retval -101  (MQTT_ERR_INVALID_PARAM) client is null or being destroyed
  */
 ZEP_MQTT_API int32_t mqtt_client_loop(mqtt_client *client);
 

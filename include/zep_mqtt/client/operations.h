@@ -2,9 +2,9 @@
  * @file
  * Publish, subscribe, unsubscribe and disconnect of a 3.1.1 connection.
  *
- * Publish, subscribe and unsubscribe need a connected client, must not be given a null client, and
- * hold the client's busy flag while they run: they are refused with -8 (MQTT_ERR_BUSY) while another
- * of them or the loop runs, which includes calls from inside a callback.
+ * Publish, subscribe and unsubscribe need a connected client and hold the client's busy flag while
+ * they run: they are refused with -8 (MQTT_ERR_BUSY) while another of them or the loop runs, which
+ * includes calls from inside a callback.
  */
 #ifndef ZEP_MQTT_CLIENT_OPERATIONS_H
 #define ZEP_MQTT_CLIENT_OPERATIONS_H
@@ -21,17 +21,17 @@ ZEP_MQTT_BEGIN_DECLS
  * Publishes one message (MQTT 3.1.1 §3.3). At QoS 1 and 2 the payload as it goes out is cached
  * until it is acknowledged.
  *
- * @param msg  topic, payload, payload_len, qos, retain and priority are read; a priority above 2
- *             is set to 1
+ * @param msg  topic, payload, payload_len, qos, retain and priority are read; msg_id is filled in
  * @retval 0     sent
  * @retval -8    (MQTT_ERR_BUSY) refused
- * @retval -101  (MQTT_ERR_INVALID_PARAM) not connected, or topic or payload out of its limits
+ * @retval -101  (MQTT_ERR_INVALID_PARAM) null argument, not connected, or topic or payload out of
+ *               its limits
  * @retval -102  (MQTT_ERR_QOS_INVALID) QoS above 2
  * @retval -103  (MQTT_ERR_NO_MEMORY) no memory for the cached copy
  * @retval -104  (MQTT_ERR_UTF8_INVALID) the topic is not a valid name (QoS 0)
  * @retval -106  (MQTT_ERR_PACKET_ID_EXHAUSTED) all identifiers are in use
  * @retval -107  (MQTT_ERR_CACHE_FULL) 100 QoS 1 or 50 QoS 2 messages are unacknowledged
- * @retval -116  (MQTT_ERR_INTERNAL) it could not be sent
+ * @retval -116  (MQTT_ERR_INTERNAL) it could not be sent; also a packet above 1024 bytes
  * @retval -401  (MQTT_ERR_CRYPTO) the payload could not be encrypted
  * After every failure nothing is cached and no identifier is held.
  */

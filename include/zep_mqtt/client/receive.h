@@ -22,8 +22,8 @@ extern ZEP_MQTT_API uint8_t g_mqtt_recv_buf[MQTT_CLIENT_RX_BUFFER_SIZE];
 
 /**
  * One receive step: at most one read, which waits at most 20 ms, then every whole packet held is
- * handled in order. Packets may be split and joined at will on their way; one whose Remaining Length
- * exceeds 1024 is passed over whole.
+ * handled in order. Packets may be split and joined at will on their way; one that the receive
+ * buffer does not take (client.h) is passed over whole.
  *
  * @param client  with an open network instance
  */

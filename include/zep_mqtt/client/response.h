@@ -14,7 +14,9 @@ ZEP_MQTT_BEGIN_DECLS
 /** Values of mqtt_broker_resp.resp_type. */
 enum mqtt_resp_type {
     MQTT_RESP_CONNACK = 0,    /**< the broker accepted or refused the connection */
-    MQTT_RESP_DISCONNECT = 1, /**< the link was lost, or the broker sent DISCONNECT */
+    MQTT_RESP_DISCONNECT = 1, /**< the peer closed or the link broke, or the broker sent DISCONNECT;
+                                   a missing CONNACK and a PINGREQ that cannot be sent are no
+                                   events: the connection state tells */
     MQTT_RESP_PUBACK = 2,     /**< a QoS 1 publish was acknowledged */
     MQTT_RESP_SUBACK = 3,     /**< a subscribe was answered */
     MQTT_RESP_UNSUBACK = 4,   /**< an unsubscribe was answered */

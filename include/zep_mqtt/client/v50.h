@@ -25,7 +25,8 @@ ZEP_MQTT_BEGIN_DECLS
  */
 typedef struct mqtt50_conn_info {
     uint8_t reason_code;          /**< connect reason code */
-    uint32_t protocol_version;    /**< 5 once a 5.0 CONNACK was applied, 0 before and after CONNECT */
+    uint32_t protocol_version;    /**< 5 once a 5.0 CONNACK was applied, a refusing one too; each
+                                       CONNECT sets it to 0 */
     uint32_t max_packet_size;     /**< Maximum Packet Size in bytes, 65535 when none was given */
     uint8_t session_present;      /**< Session Present flag */
     uint32_t session_expiry;      /**< Session Expiry Interval in seconds; sent with DISCONNECT */
@@ -41,8 +42,8 @@ typedef struct mqtt50_conn_info {
  * The protocol version by which an inbound packet is read: the negotiated one, before that the
  * configured one.
  *
- * @param len  bytes in data; below 2, or with a null argument: 4
- * @return 4 or 5
+ * @param len  bytes in data
+ * @return 4 or 5; 4 with fewer than two bytes, a null argument, or a client without conn_info
  */
 ZEP_MQTT_API uint32_t mqtt50_version_auto_detect(const uint8_t *data, int32_t len,
                                                  const mqtt_client *client);
@@ -94,9 +95,11 @@ ZEP_MQTT_API int32_t mqtt50_client_handle_connack(mqtt_client *client,
  * Publishes one message on a 5.0 connection (MQTT 5.0 §3.3). At QoS 1 and 2 the payload as it went
  * out is cached until it is acknowledged, room in the cache permitting.
  *
- * @param msg  with is_dup 1 it goes out under dup_msg_id, which is not taken from the pool
+ * @param msg  with is_dup 1 it goes out under dup_msg_id, which is not taken from the pool. Whether
+ *             the topic is a valid name is left to the broker
  * @retval 0     sent
- * @retval -101  (MQTT_ERR_INVALID_PARAM) null message, topic missing or above 64 bytes
+ * @retval -101  (MQTT_ERR_INVALID_PARAM) null message, topic missing or above 64 bytes, length
+ *               without payload, or dup_msg_id 0
  * @retval -102  (MQTT_ERR_QOS_INVALID) QoS above 2
  * @retval -106  (MQTT_ERR_PACKET_ID_EXHAUSTED) all identifiers are in use
  * @retval -109  (MQTT_ERR_VERSION_UNSUPPORTED) the connection is not a 5.0 one
@@ -108,8 +111,10 @@ ZEP_MQTT_API int32_t mqtt_client_publish50(mqtt_client *client, const mqtt50_mes
 
 /**
  * Subscribes to one filter, or to a shared one, on a 5.0 connection (MQTT 5.0 §3.8). The identifier
- * is held until the SUBACK, or until the connection ends.
+ * is held until the SUBACK, or until the connection ends. That the client is not connected shows
+ * only when sending fails.
  *
+ * @param qos          its two low bits are sent
  * @param topic        filter; with its group at most 64 bytes on the wire
  * @param share_group  group, or null or empty for a plain subscription
  * @retval 0     sent
@@ -151,8 +156,9 @@ ZEP_MQTT_API int32_t mqtt_client50_get_conn_info(const mqtt_client *client, mqtt
 
 /**
  * Switches a client to 3.1.1 for its next connection, for a broker that refuses 5.0. A connection
- * that is open is closed by the loop's next attempt to connect, or by destroy. A client that speaks
- * 3.1.1 already is left as it is.
+ * that is open is closed by the loop's next attempt to connect, or by destroy; until then
+ * connecting by hand changes nothing. Cached messages are resent in 3.1.1 packets. A client that
+ * speaks 3.1.1 already is left as it is.
  */
 ZEP_MQTT_API void mqtt_client_version_downgrade(mqtt_client *client);
 

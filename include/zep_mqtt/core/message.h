@@ -24,7 +24,7 @@ enum { MQTT_PRIORITY_LOW = 0, MQTT_PRIORITY_NORMAL = 1, MQTT_PRIORITY_HIGH = 2 }
 typedef struct mqtt_message {
     const char *topic;       /**< topic name, NUL-terminated, at most 64 bytes to be sent */
     const uint8_t *payload;  /**< payload, null when there is none */
-    uint32_t payload_len;    /**< payload length in bytes, at most 1024 to be sent */
+    uint32_t payload_len;    /**< payload length in bytes */
     uint32_t qos;            /**< 0, 1 or 2 (MQTT 3.1.1 §4.3) */
     uint8_t retain;          /**< RETAIN flag, 0 or 1 (§3.3.1.3) */
     uint16_t msg_id;         /**< packet identifier; outbound QoS 1 and 2: 1 to 128 */
@@ -36,7 +36,7 @@ typedef struct mqtt_message {
  * Makes dst an owning copy of src. Everything is copied but message_expiry, which is 0 in the copy.
  * A payload is copied only when both its pointer and its length are given.
  *
- * @param dst  holds null pointers or pointers that it owns; those are released first
+ * @param dst  holds null pointers or pointers that it owns; those are released first. Not src
  * @param src  read only
  * @retval 0     done; dst is to be released with message_free()
  * @retval -101  (MQTT_ERR_INVALID_PARAM) a pointer is null; nothing changed

@@ -3,7 +3,7 @@
  * Status codes of the protocol, session, QoS, subscription and client layers, and their texts.
  *
  * 0 is success, every failure is negative. The network layers have codes of their own
- * (zep_mqtt/net/status.h) and the public interface another small set (zep_mqtt_sdk.h); the three
+ * (zep_mqtt/net/net_status.h) and the public interface another small set (zep_mqtt_sdk.h); the three
  * sets are never mixed.
  */
 #ifndef ZEP_MQTT_CORE_STATUS_H
