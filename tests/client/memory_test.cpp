@@ -10,62 +10,57 @@ namespace {
 using namespace zep_test;
 
 FOR_BOTH_VERSIONS(memory_test);
+class handle_memory_test : public client_test {};
 
 TEST_P(memory_test, the_common_paths_allocate_what_they_must) {
     connect();
-    pass();                                       // whatever the first pass sets up
-    const uint64_t decoded = v == &V311 ? 1 : 0;  // copies that only the 3.1.1 decoder makes
+    const uint64_t copies = is_50() ? 0 : 1;  // that only the 3.1.1 decoder makes
     uint64_t before = allocations_made();
     const auto expect_allocations = [&](uint64_t count, const char *path) {
         EXPECT_EQ(allocations_made() - before, count) << path;
         before = allocations_made();
     };
-    EXPECT_EQ(publish(0), 0);
+    send_message(0, 0);
     expect_allocations(0, "QoS 0 publish");
     pass(2);
     expect_allocations(0, "idle pass");
-    EXPECT_EQ(publish(1), 0);
+    send_message(1, 1);
     expect_allocations(3, "QoS 1 publish: entry, topic, payload");
-    EXPECT_EQ(publish(2), 0);
+    send_message(2, 2);
     expect_allocations(3, "QoS 2 publish");
     age_cache(2000);
     pass(2);
+    broker.expect(v->publish1_dup, 1);
+    broker.expect(v->publish2_dup, 2);
     expect_allocations(0, "repetition");
-    broker.send(v->publish2, 7);
-    broker.send(PUBREL, 7);
-    pass();
-    expect_allocations(2 * decoded, "delivery: topic, payload");
-    broker.send(v->suback, 9);
-    broker.send(v->unsuback, 9);
-    broker.send(PUBACK, 1);
-    broker.send(PUBREC, 2);
-    broker.send(PUBCOMP, 2);
-    pass();
-    expect_allocations(decoded, "acknowledgements: the return codes of a SUBACK");
-    callbacks.take();
-    broker.take(4096);
+    hear(v->publish2, 7, {"message t [hi] qos=2 id=7"});
+    hear(PUBREL, 7, {});
+    broker.expect("50 02 0007 70 02 0007");
+    expect_allocations(2 * copies, "delivery: topic, payload");
+    hear(v->suback, 9, {"message  [01] qos=1 id=9", "SUBACK ok id=9"});
+    hear(PUBACK, 1, {"PUBACK ok id=1"});
+    expect_allocations(copies, "acknowledgements: the return codes of a SUBACK");
 }
 
-TEST_P(memory_test, creating_a_handle_fails_whole_or_not_at_all) {
-    zep_mqtt_sdk_config public_config = {};
-    public_config.client_id = "c1";
-    public_config.broker_host = "127.0.0.1";
-    public_config.broker_port = 1;
-    public_config.mqtt_ver = v == &V50 ? 1 : 0;
+TEST_F(handle_memory_test, creating_a_handle_fails_whole_or_not_at_all) {
+    zep_mqtt_sdk_config wanted = {};
+    wanted.client_id = "c1";
+    wanted.broker_host = "127.0.0.1";
+    wanted.broker_port = 1;
     bool failed = true;
     for (uint64_t fail_at = 0; failed; fail_at++) {
         const failing_malloc starved(fail_at);
-        zep_mqtt_sdk_client *handle = zep_mqtt_sdk_client_create(
-            &public_config, callback_recorder::public_message, callback_recorder::response);
+        zep_mqtt_sdk_client *handle =
+            zep_mqtt_sdk_client_create(&wanted, callback_recorder::public_message, nullptr);
         failed = starved.has_failed();
-        EXPECT_EQ(log.count("[ERROR] MQTT_SDK: create failed: malloc obj memory failed"), 1);
         EXPECT_TRUE(handle != nullptr || failed);
         zep_mqtt_sdk_client_destroy(handle);
     }
+    EXPECT_EQ(logged("[ERROR] MQTT_SDK: create failed: malloc obj memory failed"), 1);
 }
 
-// One session from creation to destruction, in a process of its own, whose allocation number
-// fail_at fails. Whatever that hits says so by its code and works when it is tried again.
+// A session from creation to destruction, whose allocation number fail_at fails. Whatever that hits
+// says so by its code and works when it is tried again.
 class starved_test : public both_versions {
  protected:
     // False when the session made no such allocation.
@@ -73,19 +68,17 @@ class starved_test : public both_versions {
         agent_log_set_level(AGENT_LOG_FATAL);
         const failing_malloc starved(fail_at);
         has_failed_ = [&] { return starved.has_failed(); };
-        start();
-        EXPECT_EQ(publish(0), 0);
-        broker.expect(v->publish0);
+        handshake();
+        send_message(0, 0);
         for (const uint32_t qos : {1, 2}) {
             do_twice_at_most([&] { return publish(qos); }, MQTT_ERR_NO_MEMORY);
             const unsigned id = broker.take(lay(v->publish1).size()).at(6);
-            const std::string shown = " ok id=" + std::to_string(id);
-            if (qos == 1) {
-                tell_twice_at_most(lay(PUBACK, id), {"PUBACK" + shown});
-            } else {
-                tell_twice_at_most(lay(PUBREC, id), {"QOS2" + shown});
+            const happenings acknowledged = {(qos == 1 ? "PUBACK ok id=" : "QOS2 ok id=") +
+                                             std::to_string(id)};
+            hear(qos == 1 ? PUBACK : PUBREC, id, acknowledged);
+            if (qos == 2) {
                 broker.expect(PUBREL, id);
-                tell_twice_at_most(lay(PUBCOMP, id), {"QOS2" + shown});
+                hear(PUBCOMP, id, acknowledged);
             }
             EXPECT_EQ(identifiers_in_use(), 0u);
         }
@@ -97,20 +90,18 @@ class starved_test : public both_versions {
         tell_twice_at_most(lay(v->suback, id),
                            {"message  [01] qos=1" + shown, "SUBACK ok" + shown});
         EXPECT_EQ(identifiers_in_use(), 0u);
-        mqtt_client_destroy(client);
-        client = nullptr;
+        destroy();
         broker.expect(v->disconnect);
         broker.expect_closed();
         return starved.has_failed();
     }
 
  private:
-    void start() {
+    void handshake() {
         client = mqtt_client_create(&config, callback_recorder::core_message,
                                     callback_recorder::response, &callbacks);
         if (client != nullptr && client->conn_info == nullptr) {
-            mqtt_client_destroy(client);  // allowed, but such a client cannot speak 5.0
-            client = nullptr;
+            destroy();  // allowed, but such a client cannot speak 5.0
         }
         if (client == nullptr) {
             EXPECT_TRUE(has_failed_());
@@ -119,9 +110,7 @@ class starved_test : public both_versions {
         do_twice_at_most([&] { return mqtt_client_connect(client); }, MQTT_ERR_INTERNAL);
         broker.accept();
         broker.expect(v->connect);
-        broker.send(v->connack);
-        pass();
-        expect_happened({"CONNACK ok"});
+        hear(v->connack, 0, {"CONNACK ok"});
     }
 
     void do_twice_at_most(const std::function<int32_t()> &operation, int32_t starved_code) {
@@ -150,6 +139,7 @@ class starved_test : public both_versions {
     std::function<bool()> has_failed_;
 };
 
+// Each session in a process of its own, so that the first connection of the process fails, too.
 TEST_P(starved_test, every_allocation_may_fail) {
     enum { SURVIVED = 0, NOT_REACHED = 1, FAILED = 2 };
     int status = SURVIVED;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <utility>
@@ -14,91 +15,118 @@ namespace {
 
 thread_local callback_recorder *g_recorder = nullptr;
 
-std::string text_or_hex(const uint8_t *data, uint32_t size) {
-    std::string text;
-    for (uint32_t at = 0; at < size; at++) {
+template <typename Message>
+std::string described(const Message &msg) {
+    std::string text = std::string("message ") + msg.topic + " [";
+    for (uint32_t at = 0; at < msg.payload_len; at++) {
         char shown[4];
-        std::snprintf(shown, sizeof shown, std::isprint(data[at]) ? "%c" : "%02x", data[at]);
+        std::snprintf(shown, sizeof shown, std::isprint(msg.payload[at]) ? "%c" : "%02x",
+                      msg.payload[at]);
         text += shown;
     }
-    return text;
+    return text + "] qos=" + std::to_string(msg.qos);
 }
 
-std::string described(const char *topic, const uint8_t *payload, uint32_t size, uint32_t qos) {
-    return std::string("message ") + topic + " [" + text_or_hex(payload, size) +
-           "] qos=" + std::to_string(qos);
+std::string unless_zero(const char *label, int value) {
+    return value != 0 ? label + std::to_string(value) : "";
 }
 
 }  // namespace
 
-callback_recorder::callback_recorder() {
+void callback_recorder::listen() {
     g_recorder = this;
-}
-callback_recorder::~callback_recorder() {
-    g_recorder = nullptr;
 }
 
 happenings callback_recorder::take() {
     return std::exchange(events_, {});
 }
 
-void callback_recorder::add(const std::string &event) {
+void callback_recorder::message(const std::string &event) {
     events_.push_back(event);
+    if (const auto act = std::exchange(in_next_message, nullptr)) {
+        act();
+    }
 }
 
 void callback_recorder::core_message(void *user_obj, const mqtt_message *msg) {
-    auto *recorder = static_cast<callback_recorder *>(user_obj);
-    recorder->add(described(msg->topic, msg->payload, msg->payload_len, msg->qos) +
-                  (msg->msg_id != 0 ? " id=" + std::to_string(msg->msg_id) : "") +
-                  (msg->retain != 0 ? " retain" : ""));
-    if (const auto act = std::exchange(recorder->in_next_message, nullptr)) {
-        act();
-    }
+    static_cast<callback_recorder *>(user_obj)->message(
+        described(*msg) + unless_zero(" id=", msg->msg_id) + (msg->retain ? " retain" : ""));
 }
 
 void callback_recorder::public_message(const zep_mqtt_sdk_msg *msg) {
-    g_recorder->add(described(msg->topic, msg->payload, msg->payload_len, msg->qos) +
-                    (msg->retain != 0 ? " retain" : "") +
-                    (msg->ttl != 0 ? " ttl=" + std::to_string(msg->ttl) : ""));
-    if (const auto act = std::exchange(g_recorder->in_next_message, nullptr)) {
-        act();
-    }
+    g_recorder->message(described(*msg) + (msg->retain ? " retain" : "") +
+                        unless_zero(" ttl=", static_cast<int>(msg->ttl)));
 }
 
 void callback_recorder::response(const mqtt_broker_resp *resp) {
     static const char *const NAMES[] = {"CONNACK", "DISCONNECT", "PUBACK",
                                         "SUBACK",  "UNSUBACK",   "QOS2"};
-    g_recorder->add(std::string(resp->resp_type < 6 ? NAMES[resp->resp_type] : "?") +
-                    (resp->success == 1 ? " ok" : " failed") +
-                    (resp->result != 0 ? " result=" + std::to_string(resp->result) : "") +
-                    (resp->pkt_id != 0 ? " id=" + std::to_string(resp->pkt_id) : ""));
+    g_recorder->events_.push_back(std::string(resp->resp_type < 6 ? NAMES[resp->resp_type] : "?") +
+                                  (resp->success == 1 ? " ok" : " failed") +
+                                  unless_zero(" result=", resp->result) +
+                                  unless_zero(" id=", resp->pkt_id));
 }
 
-const std::string &log_book::read() {
+void chart_test::SetUp() {
+    callbacks.listen();
+    capture_.emplace();
+}
+
+void chart_test::TearDown() {
+    if (broker.connected()) {
+        broker.expect_nothing();
+    }
+    destroy();
+    expect_happened({});
+    read_log();
+    capture_.reset();
+    if (HasFailure()) {
+        std::printf("the log of the test:\n%s", log_.c_str());
+    }
+}
+
+void chart_test::expect_happened(const happenings &expected, where at) {
+    const happenings actual = callbacks.take();
+    if (actual != expected) {
+        ADD_FAILURE_AT(at.file, at.line) << "expected " << testing::PrintToString(expected)
+                                         << "\nhappened " << testing::PrintToString(actual);
+    }
+}
+
+void chart_test::read_log() {
     if (capture_) {
-        seen_ += capture_->take();
+        log_ += capture_->take();
         capture_.emplace();
     }
-    return seen_;
 }
 
-const std::string &log_book::stop() {
-    read();
-    capture_.reset();
-    return seen_;
+void chart_test::forget_log() {
+    read_log();
+    forgotten_ = log_.size();
 }
 
-int log_book::count(const std::string &part) {
+int chart_test::logged(const std::string &part) {
+    read_log();
     int found = 0;
-    read();
-    for (size_t at = forgotten_; (at = seen_.find(part, at)) != std::string::npos;
-         at += part.size()) {
-        found++;
+    for (size_t at = forgotten_; (at = log_.find(part, at)) != std::string::npos; found++) {
+        at += part.size();
     }
     return found;
 }
 
-client_test::client_test(const dialect &version) : v(&version) {
+void chart_test::expect_log(const std::string &part, where at) {
+    if (logged(part) == 0) {
+        ADD_FAILURE_AT(at.file, at.line) << "not in the log: " << part;
+    }
+}
+
+void chart_test::expect_logs(const std::vector<std::string> &parts, where at) {
+    for (const std::string &part : parts) {
+        expect_log(part, at);
+    }
+}
+
+client_test::client_test(const dialect &version) : chart_test(version) {
     std::strcpy(config.client_id, "c1");
     std::strcpy(config.broker_host, "127.0.0.1");
     config.broker_port = broker.port();
@@ -106,20 +134,6 @@ client_test::client_test(const dialect &version) : v(&version) {
     config.clean_start = 1;
     config.keep_alive = 60;
     config.reconnect_interval_ms = UINT32_MAX;
-}
-
-void client_test::TearDown() {
-    if (broker.connected()) {
-        broker.expect_nothing();
-    }
-    if (client != nullptr) {
-        mqtt_client_destroy(client);
-    }
-    expect_happened({});
-    const std::string &lines = log.stop();
-    if (HasFailure()) {
-        std::printf("the log of the test:\n%s", lines.c_str());
-    }
 }
 
 void client_test::create() {
@@ -130,19 +144,47 @@ void client_test::create() {
     }
 }
 
-void client_test::connect() {
+void client_test::destroy() {
+    if (client != nullptr) {
+        mqtt_client_destroy(std::exchange(client, nullptr));
+    }
+}
+
+void client_test::begin_connect(where at) {
     if (client == nullptr) {
         create();
     }
     EXPECT_EQ(mqtt_client_connect(client), 0);
-    broker.accept();
-    broker.expect(v->connect);
-    broker.send(v->connack);
-    pass();
-    expect_happened({"CONNACK ok"});
-    log.forget();
+    broker.accept(at);
+    broker.expect(v->connect, 0, at);
+}
+
+void client_test::connect() {
+    begin_connect();
+    hear(v->connack, 0, {"CONNACK ok"});
+    forget_log();
     if (client->state != MQTT_CLIENT_CONNECTED) {
         throw std::runtime_error("not connected");
+    }
+}
+
+void client_test::disconnect(where at) {
+    EXPECT_EQ(mqtt_client_disconnect(client), 0);
+    broker.expect(v->disconnect, 0, at);
+    broker.expect_closed(at);
+    expect_disconnected(at);
+}
+
+void client_test::lose_link(where at) {
+    broker.close();
+    pass(2, at);
+    expect_happened({"DISCONNECT failed result=-4"}, at);
+    expect_disconnected(at);
+}
+
+void client_test::expect_disconnected(where at) {
+    if (client->state != MQTT_CLIENT_DISCONNECTED || client->net_index != MQTT_CLIENT_NO_INSTANCE) {
+        ADD_FAILURE_AT(at.file, at.line) << "the client has state " << client->state;
     }
 }
 
@@ -154,52 +196,54 @@ void client_test::pass(int times, where at) {
     }
 }
 
-void client_test::expect_happened(const happenings &expected, where at) {
-    const happenings actual = callbacks.take();
-    if (actual != expected) {
-        ADD_FAILURE_AT(at.file, at.line) << "expected " << testing::PrintToString(expected)
-                                         << "\nhappened " << testing::PrintToString(actual);
-    }
+void client_test::hear(const std::string &packet, unsigned id, const happenings &happened,
+                       where at) {
+    broker.send(packet, id, at);
+    pass(1, at);
+    expect_happened(happened, at);
 }
 
-void client_test::expect_log(const std::string &line, where at) {
-    if (!log.contains(line)) {
-        ADD_FAILURE_AT(at.file, at.line) << "not in the log: " << line;
+void client_test::send_message(uint32_t qos, unsigned id, where at) {
+    if (const int32_t result = publish(qos); result != 0) {
+        ADD_FAILURE_AT(at.file, at.line) << "publish returned " << result;
+    } else {
+        broker.expect(qos == 0 ? v->publish0 : qos == 1 ? v->publish1 : v->publish2, id, at);
     }
 }
 
 int32_t client_test::publish(uint32_t qos, const std::string &payload, const char *topic) {
-    const auto *data = reinterpret_cast<const uint8_t *>(payload.data());
-    const auto size = static_cast<uint32_t>(payload.size());
-    if (v->version == 5) {
-        mqtt50_message msg = {};
+    const auto fill = [&](auto msg) {
         msg.topic = topic;
-        msg.payload = data;
-        msg.payload_len = size;
+        msg.payload = reinterpret_cast<const uint8_t *>(payload.data());
+        msg.payload_len = static_cast<uint32_t>(payload.size());
         msg.qos = qos;
+        return msg;
+    };
+    if (is_50()) {
+        const mqtt50_message msg = fill(mqtt50_message{});
         return mqtt_client_publish50(client, &msg);
     }
-    mqtt_message msg = {};
-    msg.topic = topic;
-    msg.payload = data;
-    msg.payload_len = size;
-    msg.qos = qos;
+    mqtt_message msg = fill(mqtt_message{});
     return mqtt_client_publish(client, &msg);
 }
 
 int32_t client_test::subscribe(const char *filter, uint32_t qos) {
-    return v->version == 5 ? mqtt_client_subscribe50(client, filter, qos, nullptr)
-                           : mqtt_client_subscribe(client, filter, qos, 0);
+    return is_50() ? mqtt_client_subscribe50(client, filter, qos, nullptr)
+                   : mqtt_client_subscribe(client, filter, qos, 0);
 }
 
 int32_t client_test::unsubscribe(const char *filter) {
-    return v->version == 5 ? mqtt_client_unsubscribe50(client, filter)
-                           : mqtt_client_unsubscribe(client, filter);
+    return is_50() ? mqtt_client_unsubscribe50(client, filter)
+                   : mqtt_client_unsubscribe(client, filter);
 }
 
 uint32_t client_test::identifiers_in_use() const {
     const auto &flags = client->session.id_in_use;
     return static_cast<uint32_t>(std::count(std::begin(flags), std::end(flags), 1));
+}
+
+uint32_t client_test::messages_cached() const {
+    return client->session.qos1_count + client->session.qos2_count;
 }
 
 void client_test::age_cache(uint32_t by_ms) {
@@ -213,6 +257,11 @@ void client_test::age_cache(uint32_t by_ms) {
 
 void client_test::break_sending() {
     shutdown(g_adapter_ctx[client->net_index].sock, SHUT_WR);
+}
+
+void client_test::turn_cipher_on() {
+    config.crypto_enable = 1;
+    std::iota(std::begin(config.crypto_key), std::end(config.crypto_key), uint8_t{1});
 }
 
 }  // namespace zep_test

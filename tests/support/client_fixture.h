@@ -1,6 +1,6 @@
-// What every client test stands on: a scripted broker, the client under test, the callbacks that
-// it made, and the log that it wrote. A test ends with nothing left over: no unexpected packet, no
-// callback that was not looked at.
+// What every client test stands on: a scripted broker, the client under test, the callbacks that it
+// made, and the log that it wrote. A test ends with nothing left over: no packet and no callback
+// that the test does not name.
 #pragma once
 
 #include <functional>
@@ -23,15 +23,12 @@ namespace zep_test {
 
 using happenings = std::vector<std::string>;
 
-// Writes down the callbacks made on its thread while it lives, as
+// Writes down callbacks as
 //   "message t [hi] qos=1 id=7 retain"   and   "PUBACK ok id=7", "CONNACK failed result=-4".
 class callback_recorder {
  public:
-    callback_recorder();
-    ~callback_recorder();
-    callback_recorder(const callback_recorder &) = delete;
-    callback_recorder &operator=(const callback_recorder &) = delete;
-
+    // From now on the callbacks made on the calling thread come here.
+    void listen();
     // What happened since the last call.
     happenings take();
     // Runs inside the next message callback.
@@ -42,27 +39,8 @@ class callback_recorder {
     static void response(const mqtt_broker_resp *resp);
 
  private:
-    void add(const std::string &event);
+    void message(const std::string &event);
     happenings events_;
-};
-
-// The log since the start of the test.
-class log_book {
- public:
-    log_book() : capture_(std::in_place) {}
-    bool contains(const std::string &part) { return count(part) > 0; }
-    // How often it stands in what was written since the last forget().
-    int count(const std::string &part);
-    void forget() { forgotten_ = read().size(); }
-    // All lines of the test; what is written from now on goes to the console again.
-    const std::string &stop();
-
- private:
-    const std::string &read();
-
-    std::optional<log_capture> capture_;
-    std::string seen_;
-    size_t forgotten_ = 0;
 };
 
 // Moves what a tick field stands for into the past.
@@ -71,38 +49,71 @@ void age(Tick &tick, uint32_t by_ms) {
     tick -= by_ms;
 }
 
-// A client of the core on a connection of its own; speaks 3.1.1 unless a test says otherwise.
-class client_test : public testing::Test {
+// A broker and a record of what happens, for a client that the derived class makes.
+class chart_test : public testing::Test {
  protected:
-    explicit client_test(const dialect &version = V311);
+    explicit chart_test(const dialect &version) : v(&version) {}
+    void SetUp() override;
     void TearDown() override;
+    virtual void destroy() = 0;
 
-    // Both end the test at once when they fail.
-    void create();
-    // Creates the client if need be and takes it through the handshake.
-    void connect();
-    // One pass of the loop, or several.
-    void pass(int times = 1, where at = {});
     // These callbacks have been made since the last look, and no others.
     void expect_happened(const happenings &expected, where at = {});
-    void expect_log(const std::string &line, where at = {});
+
+    // The log since the start of the test or the last forget_log().
+    int logged(const std::string &part);
+    void expect_log(const std::string &part, where at = {});
+    void expect_logs(const std::vector<std::string> &parts, where at = {});
+    void forget_log();
+
+    scripted_broker broker;
+    const dialect *v;
+    callback_recorder callbacks;
+
+ private:
+    void read_log();
+    std::optional<log_capture> capture_;
+    std::string log_;
+    size_t forgotten_ = 0;
+};
+
+// A client of the core; speaks 3.1.1 unless a test says otherwise.
+class client_test : public chart_test {
+ protected:
+    explicit client_test(const dialect &version = V311);
+
+    // Both end the test at once when they fail. The second creates the client if need be.
+    void create();
+    void connect();
+    void destroy() override;
+    // Up to the CONNECT.
+    void begin_connect(where at = {});
+    // With the DISCONNECT that belongs to it.
+    void disconnect(where at = {});
+    // The broker hangs up, and the client notices.
+    void lose_link(where at = {});
+    void expect_disconnected(where at = {});
+    void pass(int times = 1, where at = {});
+    // The broker sends a packet, and one pass makes these callbacks.
+    void hear(const std::string &packet, unsigned id, const happenings &happened, where at = {});
+    // Publishes 'hi' on 't'; the packet goes out under this identifier.
+    void send_message(uint32_t qos, unsigned id, where at = {});
 
     int32_t publish(uint32_t qos, const std::string &payload = "hi", const char *topic = "t");
     int32_t subscribe(const char *filter = "a/#", uint32_t qos = 1);
     int32_t unsubscribe(const char *filter = "a/#");
 
     uint32_t identifiers_in_use() const;
-    // Moves every cached message into the past.
+    uint32_t messages_cached() const;
     void age_cache(uint32_t by_ms);
     // Lets every further send of the client fail, while it can still receive.
     void break_sending();
+    // A key of 01 02 ..., under which hi reads 69 6b 6e 0f with its check value.
+    void turn_cipher_on();
+    bool is_50() const { return v == &V50; }
 
-    scripted_broker broker;
-    const dialect *v;
     mqtt_client_config config = {};
     mqtt_client *client = nullptr;
-    callback_recorder callbacks;
-    log_book log;
 };
 
 class both_versions : public client_test, public testing::WithParamInterface<const dialect *> {
