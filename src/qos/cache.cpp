@@ -213,9 +213,8 @@ void qos_cache_withdraw(mqtt_session *session, uint16_t msg_id) {
     const auto has_id = [msg_id](const auto &entry) { return entry.msg.msg_id == msg_id; };
     mqtt_qos1_entry **in_qos1 = find_link<qos1>(*session, has_id);
     mqtt_qos2_entry **in_qos2 = find_link<qos2>(*session, has_id);
-    const uint64_t admission1 = *in_qos1 == nullptr ? 0 : (*in_qos1)->admission;
-    const uint64_t admission2 = *in_qos2 == nullptr ? 0 : (*in_qos2)->admission;
-    if (admission1 > admission2) {
+    if (*in_qos1 != nullptr &&
+        (*in_qos2 == nullptr || (*in_qos1)->admission > (*in_qos2)->admission)) {
         erase<qos1>(*session, in_qos1);
     } else if (*in_qos2 != nullptr) {
         erase<qos2>(*session, in_qos2);

@@ -59,8 +59,10 @@ void erase(mqtt_session &session, typename Qos::entry **link) {
 
 template <typename Qos>
 void erase(mqtt_session &session, const typename Qos::entry &entry) {
-    erase<Qos>(session,
-               find_link<Qos>(session, [&entry](const auto &other) { return &other == &entry; }));
+    auto **link = find_link<Qos>(session, [&entry](const auto &e) { return &e == &entry; });
+    if (*link != nullptr) {
+        erase<Qos>(session, link);
+    }
 }
 
 // Erases every entry that matches; gives their number.

@@ -1,3 +1,5 @@
+#include <cstring>
+
 #include "qos/cache_private.h"
 #include "qos/received_ids.h"
 #include "qos_fixture.h"
@@ -7,15 +9,15 @@ namespace {
 
 using namespace zep_test;
 
+class qos_admission : public qos_fixture {};
+INSTANTIATE_TEST_SUITE_P(qos, qos_admission, testing::Values(1u, 2u));
 class qos_cache : public qos_fixture {};
-class qos_cache_both : public qos_both {};
-INSTANTIATE_TEST_SUITE_P(qos, qos_cache_both, testing::Values(1u, 2u));
+INSTANTIATE_TEST_SUITE_P(qos, qos_cache, testing::Values(1u, 2u));
 
-TEST_F(qos_cache, admission_refuses_in_its_order) {
-    const std::vector<uint8_t> payload(1025);
+TEST(qos_refusals, come_in_their_order_and_cache_nothing) {
+    const bytes payload(1025);
     const struct {
-        uint32_t version;
-        uint32_t qos;
+        uint32_t version, qos;
         const char *topic;  // null for no message at all
         uint32_t payload_len;
         uint16_t id;
@@ -32,123 +34,86 @@ TEST_F(qos_cache, admission_refuses_in_its_order) {
         {5, 2, "a/b", 1024, 129, -101, "[ERROR] 非法Packet ID：129（版本5）\n"},
         {4, 0, "a/b", 1024, 129, 0, ""},
     };
+    mqtt_session session = {};
     for (const auto &c : cases) {
-        mqtt_message msg = message(c.id);
-        msg.topic = c.topic;
-        msg.payload = payload.data();
-        msg.payload_len = c.payload_len;
-        zep_test::log_capture log;
-        EXPECT_EQ(mqtt_qos_message_process(c.version, c.qos, c.topic == nullptr ? nullptr : &msg,
-                                           &session),
-                  c.status);
+        mqtt_message msg = {c.topic, payload.data(), c.payload_len, 0, 0, c.id, 0, 0};
+        mqtt_message *given = c.topic == nullptr ? nullptr : &msg;
+        log_capture log;
+        EXPECT_EQ(mqtt_qos_message_process(c.version, c.qos, given, &session), c.status);
         EXPECT_EQ(log.take().find(c.line), 0u) << c.line;
-        EXPECT_EQ(count(1) + count(2), 0u);
+        EXPECT_EQ(session.qos1_count + session.qos2_count, 0u);
+        EXPECT_EQ(mqtt_qos_message_process(4, 1, &msg, nullptr), -101);
     }
-    mqtt_message msg = message(1);
-    EXPECT_EQ(mqtt_qos_message_process(4, 1, &msg, nullptr), -101);
 }
 
-TEST_P(qos_cache_both, an_admitted_message_is_a_copy_at_the_head) {
+TEST_P(qos_admission, puts_a_copy_at_the_head) {
     admit(qos(), 1);
-    mqtt_message msg = message(2, 7);
-    msg.retain = 1;
-    msg.message_expiry = 60;
-    agent_log_set_level(AGENT_LOG_INFO);
+    mqtt_message msg = {"a/b", nullptr, 0, qos(), 1, 2, 7, 60};
     const uint64_t before = platform_get_tick_ms();
     ASSERT_EQ(mqtt_qos_message_process(5, qos(), &msg, &session), 0);
     EXPECT_EQ(msg.priority, 1) << "reset in the caller's record";
-    const cached head = entries(qos()).front();
     EXPECT_EQ(cached_ids(qos()), (ids{2, 1}));
+    const cached head = entries(qos())[0];
     EXPECT_NE(head.msg.topic, msg.topic);
     EXPECT_STREQ(head.msg.topic, "a/b");
-    EXPECT_EQ(bytes(head.msg.payload, head.msg.payload + 2), (bytes{'h', 'i'}));
     EXPECT_EQ(head.msg.retain, 1);
-    EXPECT_EQ(head.retry_count, 0u);
-    EXPECT_GE(head.send_tick, before);
-    EXPECT_LE(head.send_tick, platform_get_tick_ms());
-    if (qos() == 2) {
-        EXPECT_EQ(session.qos2_cache->state, static_cast<uint32_t>(WAIT_PUBREC));
-        EXPECT_EQ(session.qos2_cache->priority, 1);
-        EXPECT_EQ(session.qos2_cache->version, 5u);
-    } else {
-        EXPECT_EQ(session.qos1_cache->priority, 1);
-        EXPECT_EQ(session.qos1_cache->version, 5u);
-    }
+    EXPECT_EQ(head.msg.priority, 1);
+    EXPECT_TRUE(head.send_tick >= before && head.send_tick <= platform_get_tick_ms());
 }
 
-TEST_P(qos_cache_both, a_full_cache_expires_only_old_messages_of_low_priority) {
+TEST_P(qos_admission, makes_room_only_where_priority_is_low_and_the_message_old) {
+    const std::string max = std::to_string(limit()), freed = std::to_string(limit() - 1);
     for (uint16_t id = 1; id <= limit(); ++id) {
-        admit(qos(), id, id == 7 ? MQTT_PRIORITY_LOW : MQTT_PRIORITY_NORMAL);
+        admit(qos(), id, id == 7 ? 0 : 1);
     }
-    const std::string max = std::to_string(limit());
-    mqtt_message msg = message(128);
+    admit(3 - qos(), 101, 0);
+    const std::string tried =
+        "[WARN] " + name() + "缓存满，尝试清理低优先级超时缓存：当前" + max + "，最大" + max + "\n";
+    const std::string failed =
+        "[ERROR] " + name() + "缓存满且清理失败：当前" + max + "，最大" + max + "\n";
     agent_log_set_level(AGENT_LOG_INFO);
-    {
-        zep_test::log_capture log;
-        EXPECT_EQ(mqtt_qos_message_process(4, qos(), &msg, &session), MQTT_ERR_CACHE_FULL);
-        EXPECT_EQ(log.take(), "[WARN] " + name() + "缓存满，尝试清理低优先级超时缓存：当前" + max +
-                                  "，最大" + max + "\n[ERROR] " + name() +
-                                  "缓存满且清理失败：当前" + max + "，最大" + max + "\n");
-    }
+    log_capture log;
+    EXPECT_EQ(process(4, qos(), 128, 1), MQTT_ERR_CACHE_FULL);
+    entries(3 - qos())[0].send_tick -= 5001;
+    EXPECT_EQ(process(4, qos(), 128, 1), MQTT_ERR_CACHE_FULL) << "room in the other cache only";
+    EXPECT_EQ(cached_ids(3 - qos()), ids{});
     pass(5001);
-    zep_test::log_capture log;
-    EXPECT_EQ(mqtt_qos_message_process(4, qos(), &msg, &session), 0);
-    EXPECT_NE(log.take().find("[INFO] 清理低优先级缓存1个，缓存可用：当前" +
-                              std::to_string(limit() - 1) + "\n"),
-              std::string::npos);
-    EXPECT_FALSE(in_use(7));
-    EXPECT_EQ(count(qos()), limit());
-    EXPECT_EQ(entries(qos()).front().msg.msg_id, 128);
+    EXPECT_EQ(process(4, qos(), 128, 1), 0);
+    EXPECT_EQ(log.take(), tried + failed + tried + failed + tried +
+                              "[INFO] 清理低优先级缓存1个，缓存可用：当前" + freed + "\n");
+    EXPECT_EQ(entries(qos())[0].msg.msg_id, 128);
+    EXPECT_EQ(used_ids().size(), limit() - 1) << "7 and 101 are back, 128 was not claimed here";
+    agent_log_set_level(AGENT_LOG_WARN);
 }
 
-TEST_P(qos_cache_both, room_in_the_other_cache_does_not_help) {
-    for (uint16_t id = 1; id <= limit(); ++id) {
-        admit(qos(), id);
-    }
-    admit(3 - qos(), 101, MQTT_PRIORITY_LOW);
-    pass(5001);
-    mqtt_message msg = message(128);
-    EXPECT_EQ(mqtt_qos_message_process(4, qos(), &msg, &session), MQTT_ERR_CACHE_FULL);
-    EXPECT_EQ(count(3 - qos()), 0u);
-    EXPECT_FALSE(in_use(101));
-}
-
-TEST_P(qos_cache_both, without_memory_nothing_is_cached) {
-    const std::string lines[] = {"[FATAL] " + name() + "缓存内存分配失败\n",
-                                 "[ERROR] " + name() + "消息深拷贝失败：PacketID=1\n",
-                                 "[ERROR] " + name() + "消息深拷贝失败：PacketID=1\n"};
+TEST_P(qos_admission, caches_nothing_without_memory) {
+    const std::string copy_failed = "[ERROR] " + name() + "消息深拷贝失败：PacketID=1\n";
     uint64_t fail_at = 0;
-    for (const std::string &line : lines) {
-        mqtt_message msg = message(1);
+    for (const std::string &line :
+         {"[FATAL] " + name() + "缓存内存分配失败\n", copy_failed, copy_failed}) {
         const failing_malloc failure(fail_at++);
-        zep_test::log_capture log;
-        EXPECT_EQ(mqtt_qos_message_process(4, qos(), &msg, &session), MQTT_ERR_NO_MEMORY);
+        log_capture log;
+        EXPECT_EQ(process(4, qos(), 1, 1), MQTT_ERR_NO_MEMORY);
         EXPECT_TRUE(log.take().ends_with(line)) << line;
-        EXPECT_TRUE(entries(qos()).empty());
+        EXPECT_EQ(cached_ids(qos()), ids{});
     }
 }
 
-TEST_P(qos_cache_both, clean_ups_look_at_age_and_priority) {
+TEST_P(qos_cache, clean_ups_look_at_age_and_priority) {
     for (uint16_t id = 1; id <= 6; ++id) {
-        admit(qos(), id, static_cast<uint8_t>(id % 3));  // 3 and 6 are low
+        admit(qos(), id, static_cast<uint8_t>(id % 3));
     }
     pass(240000);
     EXPECT_EQ(mqtt_cache_clean_timeout(&session), 0);
     EXPECT_EQ(mqtt_cache_clean_prio_timeout(&session, 0, 0), 0);
-    EXPECT_EQ(mqtt_cache_clean_prio_timeout(&session, 0, 250000), 0);
-    EXPECT_EQ(mqtt_cache_clean_prio_timeout(&session, 0, 240000 - 1), 2);
+    EXPECT_EQ(mqtt_cache_clean_prio_timeout(&session, 0, 239999), 2);
     EXPECT_EQ(cached_ids(qos()), (ids{5, 4, 2, 1}));
     pass(60001);
-    entries(qos())[1].send_tick += 240000;  // sent again a minute ago
+    entries(qos())[1].send_tick += 60001;
     EXPECT_EQ(mqtt_cache_clean_timeout(&session), 3);
-    EXPECT_EQ(cached_ids(qos()), (ids{4}));
-    for (uint16_t id = 1; id <= 6; ++id) {
-        EXPECT_EQ(in_use(id), id == 4) << id;
-    }
-}
-
-TEST_F(qos_cache, clean_ups_refuse_bad_arguments) {
-    zep_test::log_capture log;
+    EXPECT_EQ(cached_ids(qos()), ids{4});
+    EXPECT_EQ(used_ids(), ids{4});
+    log_capture log;
     EXPECT_EQ(mqtt_cache_clean_timeout(nullptr), -1);
     EXPECT_EQ(mqtt_cache_clean_prio_timeout(nullptr, 0, 1), 0);
     EXPECT_EQ(mqtt_cache_clean_prio_timeout(&session, 3, 0), 0);
@@ -160,55 +125,44 @@ TEST_F(qos_cache, clean_ups_refuse_bad_arguments) {
               "[WARN] 按优先级清理缓存：timeout_ms=0，使用默认值300000ms\n");
 }
 
-TEST_F(qos_cache, back_off_doubles_up_to_30_seconds) {
+// A 5.0 message may be sent again under its earlier identifier while the first is still cached.
+TEST_P(qos_cache, an_identifier_goes_back_with_the_last_entry_that_holds_it) {
+    admit(qos(), 5);
+    admit(3 - qos(), 5);
+    admit(qos(), 6);
+    zep::qos_cache_withdraw(&session, 5);
+    EXPECT_EQ(cached_ids(3 - qos()), ids{}) << "the newest goes, whichever cache it is in";
+    EXPECT_EQ(used_ids(), (ids{5, 6}));
+    zep::qos_cache_withdraw(&session, 5);
+    zep::qos_cache_withdraw(&session, 5);
+    EXPECT_EQ(cached_ids(qos()), ids{6});
+    EXPECT_EQ(used_ids(), ids{6});
+}
+
+TEST(back_off, doubles_up_to_30_seconds) {
     const uint32_t expected[] = {2000, 4000, 8000, 16000, 30000, 30000};
     for (uint32_t retry = 0; retry < std::size(expected); ++retry) {
         EXPECT_EQ(mqtt_calc_exponential_backoff(retry), expected[retry]);
     }
-    for (uint32_t retry : {20u, 21u, 31u, 32u, 64u, UINT32_MAX}) {
+    for (uint32_t retry : {20u, 21u, 32u, UINT32_MAX}) {
         EXPECT_EQ(mqtt_calc_exponential_backoff(retry), 30000u);
     }
 }
 
-// A 5.0 message sent again under its earlier identifier while the first is still cached.
-TEST_P(qos_cache_both, an_identifier_goes_back_with_the_last_entry_that_holds_it) {
-    const uint32_t other = 3 - qos();
-    admit(qos(), 5);
-    admit(other, 5);
-    admit(qos(), 6);
-    zep::qos_cache_withdraw(&session, 5);
-    EXPECT_EQ(count(other), 0u) << "the newest one goes, whichever cache it is in";
-    EXPECT_TRUE(in_use(5));
-    zep::qos_cache_withdraw(&session, 5);
-    EXPECT_FALSE(in_use(5));
-    EXPECT_EQ(cached_ids(qos()), (ids{6}));
-    zep::qos_cache_withdraw(&session, 5);
-    EXPECT_EQ(session.id_pool_top, 0);
-
-    admit(qos(), 6);
-    EXPECT_EQ(mqtt_cache_clean_timeout(&session), 0);
-    entries(qos())[1].send_tick -= 300001;
-    EXPECT_EQ(mqtt_cache_clean_timeout(&session), 1);
-    EXPECT_TRUE(in_use(6));
-}
-
 TEST(received_ids, keeps_each_of_the_65536_apart) {
     uint8_t bitmap[zep::RECEIVED_IDS_SIZE] = {};
-    for (uint16_t id : ids{0, 1, 7, 8, 65535}) {
-        zep::received_ids_add(bitmap, id);
+    for (uint16_t id : ids{0, 1, 7, 8, 8, 65535}) {
         zep::received_ids_add(bitmap, id);
     }
     zep::received_ids_remove(bitmap, 7);
     zep::received_ids_remove(bitmap, 9);
-    std::vector<int> found;
-    for (int id = 0; id <= 65535; ++id) {
+    ids found;
+    for (uint32_t id = 0; id <= 65535; ++id) {
         if (zep::received_ids_contains(bitmap, static_cast<uint16_t>(id))) {
-            found.push_back(id);
+            found.push_back(static_cast<uint16_t>(id));
         }
     }
-    EXPECT_EQ(found, (std::vector<int>{0, 1, 8, 65535}));
-    zep::received_ids_clear(bitmap);
-    EXPECT_FALSE(zep::received_ids_contains(bitmap, 65535));
+    EXPECT_EQ(found, (ids{0, 1, 8, 65535}));
 }
 
 }  // namespace

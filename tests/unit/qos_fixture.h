@@ -2,6 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <string>
 #include <vector>
 
 #include <zep_mqtt/core/status.h>
@@ -20,109 +21,93 @@ namespace zep_test {
 using bytes = std::vector<uint8_t>;
 using ids = std::vector<uint16_t>;
 
-// What entries of both caches have in common.
+inline bytes operator+(bytes first, const bytes &second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+// What the entries of both caches have in common.
 struct cached {
     mqtt_message &msg;
     uint64_t &send_tick;
     uint32_t &retry_count;
 };
 
-class qos_fixture : public testing::Test {
+// For a suite with a parameter it is the quality of service under test.
+class qos_fixture : public testing::TestWithParam<uint32_t> {
  protected:
     void SetUp() override {
         agent_log_set_level(AGENT_LOG_WARN);
         ASSERT_EQ(mqtt_session_init(&session, "c1", 1, 60), 0);
     }
-    void TearDown() override {
-        agent_log_set_level(AGENT_LOG_WARN);
-        mqtt_session_destroy(&session);
-    }
+    void TearDown() override { mqtt_session_destroy(&session); }
 
-    static mqtt_message message(uint16_t id, uint8_t priority = MQTT_PRIORITY_NORMAL) {
+    uint32_t qos() const { return GetParam(); }
+    uint32_t limit() const { return qos() == 1 ? 100 : 50; }
+    std::string name() const { return "QoS" + std::to_string(qos()); }
+
+    int32_t process(uint32_t version, uint32_t level, uint16_t id, uint8_t priority) {
         static constexpr uint8_t PAYLOAD[] = {'h', 'i'};
-        mqtt_message msg = {};
-        msg.topic = "a/b";
-        msg.payload = PAYLOAD;
-        msg.payload_len = sizeof PAYLOAD;
-        msg.msg_id = id;
-        msg.priority = priority;
-        return msg;
+        mqtt_message msg = {"a/b", PAYLOAD, sizeof PAYLOAD, level, 0, id, priority, 60};
+        return mqtt_qos_message_process(version, level, &msg, &session);
     }
 
-    // Admits a message under an identifier of its own choice.
-    void admit(uint32_t qos, uint16_t id, uint8_t priority = MQTT_PRIORITY_NORMAL,
-               uint32_t version = 4) {
-        mqtt_message msg = message(id, priority);
+    // Admits a message under an identifier of the caller's choice.
+    void admit(uint32_t level, uint16_t id, uint8_t priority = 1, uint32_t version = 4) {
         zep::packet_id_claim(&session, id);
-        ASSERT_EQ(mqtt_qos_message_process(version, qos, &msg, &session), 0);
+        ASSERT_EQ(process(version, level, id, priority), 0);
     }
 
     // Newest first.
-    std::vector<cached> entries(uint32_t qos) {
+    std::vector<cached> entries(uint32_t level) {
         std::vector<cached> all;
-        for (auto *e = session.qos1_cache; qos == 1 && e != nullptr; e = e->next) {
+        for (auto *e = session.qos1_cache; level == 1 && e != nullptr; e = e->next) {
             all.push_back({e->msg, e->send_tick, e->retry_count});
         }
-        for (auto *e = session.qos2_cache; qos == 2 && e != nullptr; e = e->next) {
+        for (auto *e = session.qos2_cache; level == 2 && e != nullptr; e = e->next) {
             all.push_back({e->msg, e->send_tick, e->retry_count});
         }
-        EXPECT_EQ(all.size(), count(qos));
+        EXPECT_EQ(all.size(), level == 1 ? session.qos1_count : session.qos2_count);
         return all;
     }
-
-    ids cached_ids(uint32_t qos) {
+    ids cached_ids(uint32_t level) {
         ids all;
-        for (const cached &entry : entries(qos)) {
+        for (const cached &entry : entries(level)) {
             all.push_back(entry.msg.msg_id);
         }
         return all;
     }
-
-    uint32_t count(uint32_t qos) const {
-        return qos == 1 ? session.qos1_count : session.qos2_count;
+    ids used_ids() const {
+        ids all;
+        for (uint16_t id = 0; id < 130; ++id) {
+            if (zep::packet_id_in_use(&session, id)) {
+                all.push_back(id);
+            }
+        }
+        return all;
     }
-    bool in_use(uint16_t id) const { return zep::packet_id_in_use(&session, id); }
 
     // Lets time pass for everything that is cached.
     void pass(uint64_t ms) {
-        for (uint32_t qos : {1u, 2u}) {
-            for (const cached &entry : entries(qos)) {
+        for (uint32_t level : {1u, 2u}) {
+            for (const cached &entry : entries(level)) {
                 entry.send_tick -= ms;
             }
         }
     }
 
-    mqtt_session session = {};
-};
-
-// The same for both qualities of service.
-class qos_both : public qos_fixture, public testing::WithParamInterface<uint32_t> {
- protected:
-    uint32_t qos() const { return GetParam(); }
-    uint32_t limit() const { return qos() == 1 ? 100 : 50; }
-    std::string name() const { return "QoS" + std::to_string(qos()); }
-
-    // One check into a buffer that ends at a page which may not be touched; gives what was laid
-    // out.
-    bytes check(uint32_t capacity = 1024) {
+    // One check into a buffer that ends at a page which may not be touched; gives what it laid out.
+    bytes check(uint32_t level, uint32_t capacity = 1024, uint8_t force = 0) {
         guarded_bytes buffer(capacity);
         uint32_t len = capacity;
-        packets = qos() == 1 ? mqtt_qos1_check_retrans(&session, buffer.data(), &len, 0)
+        packets = level == 1 ? mqtt_qos1_check_retrans(&session, buffer.data(), &len, force)
                              : mqtt_qos2_check_retrans(&session, buffer.data(), &len);
-        if (packets == 0) {
-            EXPECT_EQ(len, capacity);
-            return {};
-        }
-        EXPECT_LE(len, capacity);
-        return bytes(buffer.data(), buffer.data() + std::min(len, capacity));
+        EXPECT_TRUE(packets > 0 ? len <= capacity : len == capacity);
+        return bytes(buffer.data(), buffer.data() + (packets > 0 ? len : 0));
     }
 
+    mqtt_session session = {};
     int32_t packets = 0;
 };
-
-inline bytes operator+(bytes first, const bytes &second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
 
 }  // namespace zep_test

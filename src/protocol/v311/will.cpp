@@ -6,6 +6,7 @@
 #include <zep_mqtt/protocol/v311/will.h>
 
 #include "log/log_lines.h"
+#include "protocol/v311/heap_copy.h"
 
 namespace {
 
@@ -25,7 +26,7 @@ int32_t check_topic(const char *topic) {
         LOG_ERROR("[违反MQTT 3.1.1 §3.1.2] Will Topic为空，参数非法");
         return MQTT_ERR_INVALID_PARAM;
     }
-    const int32_t status = mqtt_topic_validate(topic, 0);
+    const int32_t status = mqtt_topic_validate(topic, MQTT_TOPIC_MODE_NAME);
     if (status != MQTT_OK) {
         LOG_ERROR("[违反MQTT 3.1.1 §3.1.2] Will Topic校验失败：%s，Topic=%s", refusal_label(status),
                   topic);
@@ -47,24 +48,22 @@ void release_payload(mqtt_session &session) {
 // Copies into a session without topic and payload; on failure it is left without them.
 int32_t copy_topic_and_payload(mqtt_session &session, const char *topic, const uint8_t *payload,
                                uint32_t payload_len) {
-    const uint32_t topic_size = static_cast<uint32_t>(std::strlen(topic)) + 1;
-    session.will_topic = static_cast<char *>(platform_malloc(topic_size));
-    if (session.will_topic == nullptr) {
+    zep::heap_ptr<char[]> topic_copy =
+        zep::heap_text(reinterpret_cast<const uint8_t *>(topic), std::strlen(topic));
+    if (topic_copy == nullptr) {
         LOG_ERROR("Will Topic内存分配失败");
         return MQTT_ERR_NO_MEMORY;
     }
-    std::memcpy(session.will_topic, topic, topic_size);
-    if (payload == nullptr || payload_len == 0) {
-        return MQTT_OK;
+    if (payload != nullptr && payload_len != 0) {
+        session.will_payload = zep::heap_bytes(payload, payload_len).release();
+        if (session.will_payload == nullptr) {
+            topic_copy.reset();
+            LOG_ERROR("Will Payload内存分配失败");
+            return MQTT_ERR_NO_MEMORY;
+        }
+        session.will_payload_len = payload_len;
     }
-    session.will_payload = static_cast<uint8_t *>(platform_malloc(payload_len));
-    if (session.will_payload == nullptr) {
-        release_topic(session);
-        LOG_ERROR("Will Payload内存分配失败");
-        return MQTT_ERR_NO_MEMORY;
-    }
-    std::memcpy(session.will_payload, payload, payload_len);
-    session.will_payload_len = payload_len;
+    session.will_topic = topic_copy.release();
     return MQTT_OK;
 }
 
