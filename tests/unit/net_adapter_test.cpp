@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <atomic>
+#include <functional>
 #include <gtest/gtest.h>
 #include <netinet/tcp.h>
 #include <string>
@@ -46,6 +48,22 @@ unsigned tcp_option(int32_t index, int option) {
     socklen_t size = sizeof value;
     getsockopt(g_adapter_ctx[index].sock, IPPROTO_TCP, option, &value, &size);
     return value;
+}
+
+void in_eight_threads(const std::function<void(int)> &action) {
+    std::atomic<int> ready{0};
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 8; ++number) {
+        threads.emplace_back([&, number] {
+            for (++ready; ready < 8;) {
+                std::this_thread::yield();
+            }
+            action(number);
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
 }
 
 }  // namespace
@@ -279,15 +297,7 @@ TEST(net_adapter, threads_drive_different_instances_at_the_same_time) {
             good += sent && answered ? 1 : 0;
         }
     };
-    const std::string lines = lines_of([&] {
-        std::vector<std::thread> threads;
-        for (int number = 0; number < 8; ++number) {
-            threads.emplace_back(drive, number);
-        }
-        for (std::thread &thread : threads) {
-            thread.join();
-        }
-    });
+    const std::string lines = lines_of([&] { in_eight_threads(drive); });
     EXPECT_EQ(good, 200);
     const std::string started = "[net_interface_init] 网络模块初始化完成";
     expect_line(lines, started);
@@ -296,4 +306,18 @@ TEST(net_adapter, threads_drive_different_instances_at_the_same_time) {
         EXPECT_EQ(instance.used, 0);
     }
     EXPECT_EQ(g_eth_socks.count, 1u);
+}
+
+TEST(net_adapter, no_instance_is_given_to_two_threads) {
+    agent_log_set_level(AGENT_LOG_FATAL);
+    ASSERT_EQ(open_at(1, "a-b"), 0);
+    std::atomic<int> times_given[NET_ADAPTER_INSTANCE_MAX] = {};
+    in_eight_threads([&](int) {
+        for (int i = 0; i < 12; ++i) {
+            ++times_given[std::max(0, open_at(1, "a-b"))];
+        }
+    });
+    for (int index = 1; index <= 96; ++index) {
+        EXPECT_EQ(times_given[index], 1) << index;
+    }
 }

@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/resource.h>
 #include <thread>
 
 #include <zep_mqtt/net/eth.h>
@@ -162,10 +163,28 @@ TEST(net_interface, socket_operations_check_before_they_act) {
     EXPECT_EQ(lines_of(net_interface_deinit), "");
 }
 
-// Whatever allocation fails, a failed start leaves nothing, and the next one succeeds.
-TEST(net_interface, every_allocation_of_the_start_may_fail) {
+// Whatever the system refuses, a failed start leaves nothing, and the next one succeeds.
+TEST(net_interface, failed_starts_leave_nothing) {
     agent_log_set_level(AGENT_LOG_FATAL);
     const int before = open_descriptors();
+    const auto expect_nothing_left = [before] {
+        EXPECT_EQ(g_is_inited, 0);
+        EXPECT_EQ(g_recv_queue.lock, nullptr);
+        EXPECT_EQ(g_recv_queue.sem, nullptr);
+        EXPECT_EQ(g_sock_set_mutex, nullptr);
+        EXPECT_EQ(g_interrupt_thread, nullptr);
+        EXPECT_EQ(g_eth_socket, -1);
+        EXPECT_EQ(platform_deinit(), -1) << "a start of the platform was left";
+        EXPECT_EQ(open_descriptors(), before);
+    };
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit no_socket{0, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &no_socket);
+    EXPECT_EQ(net_interface_init(), NET_ERR_IO);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    expect_nothing_left();
+
     bool failed = true;
     for (uint64_t n = 0; failed; ++n) {
         int32_t status = NET_OK;
@@ -178,14 +197,7 @@ TEST(net_interface, every_allocation_of_the_start_may_fail) {
             net_interface_deinit();
             net_interface_final_destroy();
         }
-        EXPECT_EQ(g_is_inited, 0);
-        EXPECT_EQ(g_recv_queue.lock, nullptr);
-        EXPECT_EQ(g_recv_queue.sem, nullptr);
-        EXPECT_EQ(g_sock_set_mutex, nullptr);
-        EXPECT_EQ(g_interrupt_thread, nullptr);
-        EXPECT_EQ(g_eth_socket, -1);
-        EXPECT_EQ(platform_deinit(), -1) << "a start of the platform was left";
-        EXPECT_EQ(open_descriptors(), before);
+        expect_nothing_left();
     }
 }
 

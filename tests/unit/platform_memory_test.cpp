@@ -76,65 +76,40 @@ TEST(platform_memory, refuses_truncated_pointers) {
     }
 }
 
-TEST(platform_memory, accepts_null_handles) {
-    zep_test::log_capture log;
-    platform_thread_join(nullptr);
-    platform_thread_detach_win32(nullptr);
-    platform_mutex_lock(nullptr);
-    platform_mutex_unlock(nullptr);
-    platform_mutex_destroy(nullptr);
-    platform_sem_destroy_win32(nullptr);
-    EXPECT_EQ(platform_sem_timedwait(nullptr, 0), -1);
-    EXPECT_EQ(platform_sem_post_win32(nullptr), -1);
-    EXPECT_EQ(platform_thread_create(nullptr, nullptr), nullptr);
-    EXPECT_EQ(log.take(), "");
-}
-
-TEST(platform_memory, fills_and_copies_no_more_than_fits) {
+TEST(platform_memory, touches_no_more_than_fits) {
     uint8_t bytes[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     EXPECT_EQ(platform_memset_s(nullptr, 8, 0, 8), 0u);
     EXPECT_EQ(platform_memset_s(bytes, 0, 0, 8), 0u);
     EXPECT_EQ(platform_memset_s(bytes, 2, 0xEE, 5), 2u);
-    EXPECT_EQ(platform_memset_s_win32(bytes + 7, 1, 0xDD, 1), 1u);
-    EXPECT_EQ(std::memcmp(bytes, "\xEE\xEE\3\4\5\6\7\xDD", 8), 0);
-
     EXPECT_EQ(platform_memcpy_s(nullptr, 8, bytes, 8), 0u);
     EXPECT_EQ(platform_memcpy_s(bytes, 8, nullptr, 8), 0u);
-    EXPECT_EQ(platform_memcpy_s(bytes, 0, bytes, 8), 0u);
     EXPECT_EQ(platform_memcpy_s(bytes + 1, 5, bytes, 99), 5u) << "overlapping";
-    EXPECT_EQ(platform_memcpy_s_win32(bytes + 7, 1, "\xAA", 1), 1u);
-    EXPECT_EQ(std::memcmp(bytes, "\xEE\xEE\xEE\3\4\5\7\xAA", 8), 0);
+    EXPECT_EQ(std::memcmp(bytes, "\xEE\xEE\xEE\3\4\5\7\x8", 8), 0);
 }
 
 TEST(platform_memory, compares_bytes_but_not_nothing) {
     EXPECT_LT(platform_memcmp("abc", "abd", 3), 0);
     EXPECT_EQ(platform_memcmp("abc", "abd", 2), 0);
-    EXPECT_GT(platform_memcmp("\xFF", "a", 1), 0);
-    const struct {
-        const void *a, *b;
-        int32_t len;
-    } refused[] = {{nullptr, "a", 1}, {"a", nullptr, 1}, {"a", "a", 0}, {"a", "a", -3}};
-    for (const auto &c : refused) {
-        zep_test::log_capture log;
-        EXPECT_EQ(platform_memcmp(c.a, c.b, c.len), -1);
-        EXPECT_EQ(log.take(), "[ERROR] platform_memcmp: 非法参数 (buf1=" + hex(c.a) +
-                                  ", buf2=" + hex(c.b) + ", len=" + std::to_string(c.len) + ")\n");
-    }
+    zep_test::log_capture log;
+    EXPECT_EQ(platform_memcmp(nullptr, nullptr, 1), -1);
+    EXPECT_EQ(platform_memcmp("a", "a", 0), -1);
+    EXPECT_EQ(platform_memcmp("a", "a", -3), -1);
+    const std::string lines = log.take();
+    EXPECT_EQ(lines.find("[ERROR] platform_memcmp: 非法参数 (buf1=(nil), buf2=(nil), len=1)\n"),
+              0u);
+    EXPECT_NE(lines.find("len=0)\n"), std::string::npos);
+    EXPECT_NE(lines.find("len=-3)\n"), std::string::npos);
 }
 
 TEST(platform_byte_order, is_that_of_the_network) {
     uint32_t wide = 0;
-    platform_cpu_to_be32(&wide, 0x01020304);
-    EXPECT_EQ(std::memcmp(&wide, "\1\2\3\4", 4), 0);
-    EXPECT_EQ(platform_be32_to_cpu(&wide), 0x01020304u);
     uint16_t narrow = 0;
+    platform_cpu_to_be32(&wide, 0x01020304);
     platform_cpu_to_be16(&narrow, 0x0102);
+    EXPECT_EQ(std::memcmp(&wide, "\1\2\3\4", 4), 0);
     EXPECT_EQ(std::memcmp(&narrow, "\1\2", 2), 0);
+    EXPECT_EQ(platform_be32_to_cpu(&wide), 0x01020304u);
     EXPECT_EQ(platform_be16_to_cpu(&narrow), 0x0102);
-    platform_cpu_to_be32(nullptr, 1);
-    platform_cpu_to_be16(nullptr, 1);
-    EXPECT_EQ(platform_be32_to_cpu(nullptr), 0u);
-    EXPECT_EQ(platform_be16_to_cpu(nullptr), 0);
 }
 
 }  // namespace
