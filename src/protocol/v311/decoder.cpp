@@ -23,19 +23,22 @@ int32_t decode_empty(zep::byte_reader &body, mqtt_packet * /*packet*/) {
 
 // By packet type, of which a nibble holds 16.
 constexpr body_decoder BODY_DECODERS[] = {
-    decode_refused,
-    decode_refused,  // CONNECT
-    decode_connack,   decode_publish,
-    decode_ack,  // PUBACK
-    decode_ack,  // PUBREC
-    decode_ack,  // PUBREL
-    decode_ack,  // PUBCOMP
-    decode_subscribe, decode_suback,  decode_unsubscribe,
-    decode_ack,    // UNSUBACK
-    decode_empty,  // PINGREQ
-    decode_empty,  // PINGRESP
-    decode_empty,  // DISCONNECT
-    decode_refused,
+    decode_refused,      // no type
+    decode_refused,      // CONNECT
+    decode_connack,      // CONNACK
+    decode_publish,      // PUBLISH
+    decode_ack,          // PUBACK
+    decode_ack,          // PUBREC
+    decode_ack,          // PUBREL
+    decode_ack,          // PUBCOMP
+    decode_subscribe,    // SUBSCRIBE
+    decode_suback,       // SUBACK
+    decode_unsubscribe,  // UNSUBSCRIBE
+    decode_ack,          // UNSUBACK
+    decode_empty,        // PINGREQ
+    decode_empty,        // PINGRESP
+    decode_empty,        // DISCONNECT
+    decode_refused,      // no type
 };
 static_assert(std::size(BODY_DECODERS) == 16);
 

@@ -17,16 +17,21 @@ using body_encoder = int32_t (*)(const mqtt_packet &packet, zep::byte_writer &wr
 
 // By packet type; null for a packet that is its fixed header alone.
 constexpr body_encoder BODY_ENCODERS[] = {
-    nullptr,          encode_connect, encode_connack,     encode_publish,
-    encode_ack,  // PUBACK
-    encode_ack,  // PUBREC
-    encode_ack,  // PUBREL
-    encode_ack,  // PUBCOMP
-    encode_subscribe, encode_suback,  encode_unsubscribe,
-    encode_ack,  // UNSUBACK
-    nullptr,     // PINGREQ
-    nullptr,     // PINGRESP
-    nullptr,     // DISCONNECT
+    nullptr,             // no type
+    encode_connect,      // CONNECT
+    encode_connack,      // CONNACK
+    encode_publish,      // PUBLISH
+    encode_ack,          // PUBACK
+    encode_ack,          // PUBREC
+    encode_ack,          // PUBREL
+    encode_ack,          // PUBCOMP
+    encode_subscribe,    // SUBSCRIBE
+    encode_suback,       // SUBACK
+    encode_unsubscribe,  // UNSUBSCRIBE
+    encode_ack,          // UNSUBACK
+    nullptr,             // PINGREQ
+    nullptr,             // PINGRESP
+    nullptr,             // DISCONNECT
 };
 static_assert(std::size(BODY_ENCODERS) == MQTT_PACKET_DISCONNECT + 1);
 
