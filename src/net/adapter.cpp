@@ -120,6 +120,15 @@ bool open_udp(net_adapter_instance *instance, const char *address) {
     return true;
 }
 
+// An instance of a type without a transport holds nothing but its place in the pool, which it must
+// give back: a client would take another with every attempt to reconnect.
+void release_socketless(net_adapter_instance *instance) {
+    if (flag(instance->opened).load() == 1 && instance->sock == -1) {
+        clear_instance(instance);
+        release_instance(instance);
+    }
+}
+
 // Opens a reserved instance; a failure leaves no socket.
 bool open_instance(net_adapter_instance *instance, const char *address, uint16_t port) {
     clear_instance(instance);
@@ -178,6 +187,7 @@ void net_adapter_close(uint8_t index) {
     net_adapter_instance *instance = zep::adapter_valid_instance(index);
     if (instance == nullptr) {
         LOG_WARN("[网络适配层] 忽略重复close index=%u", index);
+        release_socketless(&g_adapter_ctx[index]);
         return;
     }
     const int32_t sock = instance->sock;

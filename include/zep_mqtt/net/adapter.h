@@ -61,7 +61,7 @@ extern ZEP_MQTT_API uint8_t g_net_inited;
  * network-interface layer; opens that come meanwhile wait for it.
  *
  * Instances of NET_TYPE_COLON_ADDR and NET_TYPE_DASH_ADDR hold no socket. Every transfer on them
- * fails and net_adapter_close() ignores them: they stay reserved until the process ends.
+ * fails, until net_adapter_close() gives their place in the pool back.
  *
  * @param address  at most 63 characters; TCP: dotted IPv4, names are not resolved; UDP: "udp://"
  *                 and a dotted IPv4 address
@@ -96,7 +96,7 @@ ZEP_MQTT_API int32_t net_adapter_send(uint8_t index, const uint8_t *data, uint32
 ZEP_MQTT_API int32_t net_adapter_recv(uint8_t index, uint8_t *buffer, uint32_t size,
                                       uint32_t *out_length, uint32_t timeout_ms);
 
-/** Closes an instance and frees it. An instance without an open socket is only reported. */
+/** Closes an instance and frees it. That an instance has no open socket is reported. */
 ZEP_MQTT_API void net_adapter_close(uint8_t index);
 
 /** @return true when the instance is valid for transfer; otherwise the reason is logged. */
