@@ -104,7 +104,8 @@ extern ZEP_MQTT_API uint8_t is_destroying;
  *               session is untouched
  * @retval -104  (MQTT_ERR_UTF8_INVALID) client_id is not UTF-8, or holds control characters; the
  *               session is untouched
- * @retval -103  (MQTT_ERR_NO_MEMORY) the subscription store could not be set up
+ * @retval -103  (MQTT_ERR_NO_MEMORY) the subscription store could not be set up; the session owns
+ *               nothing and is not to be used
  *
  * Threads: any, one per session.
  */
