@@ -1,6 +1,7 @@
 /**
  * @file
- * The MQTT 5.0 packets PUBACK, PUBREC, PUBREL and PUBCOMP (MQTT 5.0 §3.4 to §3.7).
+ * The MQTT 5.0 packets PUBACK, PUBREC, PUBREL and PUBCOMP (MQTT 5.0 §3.4 to §3.7). Their types are
+ * those of zep_mqtt/protocol/v311/packet.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V50_ACK_H
 #define ZEP_MQTT_PROTOCOL_V50_ACK_H
@@ -21,8 +22,7 @@ typedef struct mqtt50_ack {
  * Lays out an acknowledgement in five bytes: the reason code is always there, 0x00 included, and
  * there are no properties.
  *
- * @param type    MQTT_PACKET_PUBACK to MQTT_PACKET_PUBCOMP (zep_mqtt/protocol/v311/packet.h), 4 to
- * 7; not checked
+ * @param type    MQTT_PACKET_PUBACK to MQTT_PACKET_PUBCOMP, 4 to 7; not checked
  * @param ack     msg_id not 0
  * @param buffer  cleared whole before the packet is written
  * @param length  in: bytes in buffer, at least 10; out, on success only: 5

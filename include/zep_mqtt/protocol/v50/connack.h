@@ -68,8 +68,7 @@ ZEP_MQTT_API int32_t mqtt50_connack_decode(const uint8_t *data, uint32_t length,
  * @param max_packet_size  bytes
  * @param receive_maximum  QoS 1 and 2 messages at a time
  * @param buffer           cleared whole before the packet is written; 18 bytes hold every packet
- * @param length           in: bytes in buffer, at least 6; out, on success only: bytes of the
- * packet
+ * @param length           in: bytes in buffer, at least 6; out, on success only: the packet's
  * @retval 0     done
  * @retval -101  (MQTT_ERR_INVALID_PARAM) a pointer is null or the buffer has 5 bytes or fewer
  * @retval -114  (MQTT_ERR_BUFFER_FULL) this packet needs a larger buffer
