@@ -9,14 +9,6 @@ FOR_BOTH_VERSIONS(receive_test);
 
 const happenings LINK_LOST = {"DISCONNECT failed result=-4"};
 
-bytes joined(const std::vector<bytes> &packets) {
-    bytes stream;
-    for (const bytes &packet : packets) {
-        stream.insert(stream.end(), packet.begin(), packet.end());
-    }
-    return stream;
-}
-
 TEST_P(receive_test, a_message_is_acknowledged_and_then_delivered) {
     connect();
     hear(v->publish0, 0, {"message t [hi] qos=0"});

@@ -20,10 +20,7 @@ TEST_P(subscribe_test, a_subscription_is_recorded_and_acknowledged) {
     EXPECT_EQ(g_mqtt_sub_ctx.count, 1u);
     EXPECT_EQ(identifiers_in_use(), 1u);
     // Retained messages may come in the same segment.
-    bytes segment = lay(v->suback, 1);
-    const bytes retained = lay(v->publish0);
-    segment.insert(segment.end(), retained.begin(), retained.end());
-    broker.send(segment);
+    broker.send(joined({lay(v->suback, 1), lay(v->publish0)}));
     pass();
     expect_happened({"message  [01] qos=1 id=1", "SUBACK ok id=1", "message t [hi] qos=0"});
     EXPECT_EQ(identifiers_in_use(), 0u);

@@ -41,6 +41,15 @@ inline bytes lay(const std::string &text, unsigned id = 0) {
     return packet;
 }
 
+// Packets as they may stand in one segment.
+inline bytes joined(const std::vector<bytes> &packets) {
+    bytes stream;
+    for (const bytes &packet : packets) {
+        stream.insert(stream.end(), packet.begin(), packet.end());
+    }
+    return stream;
+}
+
 // The packets whose layout differs between the versions. Messages are 'hi' on topic 't', the filter
 // is 'a/#' at QoS 1; PUBLISH reads the same in both directions.
 struct dialect {
