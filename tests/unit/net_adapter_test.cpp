@@ -176,6 +176,7 @@ TEST(net_adapter, transfers_on_unfit_instances_are_refused) {
               "[ERROR] [net_interface_send_to] 发送失败：无效参数\n");
     EXPECT_EQ(lines_of([] { net_adapter_close(1); }),
               "[WARN] [网络适配层] 忽略重复close index=1\n");
+    EXPECT_EQ(g_adapter_ctx[1].used, 0);
 }
 
 TEST(net_adapter, pool_holds_100_instances_in_index_order) {
