@@ -2,10 +2,9 @@
 // started here is ended here, also when the test process dies.
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <string>
+#include <sys/types.h>
 
 namespace zep_test {
 
