@@ -5,9 +5,7 @@
 #include <string>
 #include <vector>
 
-#include <zep_mqtt/core/status.h>
 #include <zep_mqtt/platform/clock.h>
-#include <zep_mqtt/protocol/v311/packet_id.h>
 #include <zep_mqtt/qos/cache.h>
 #include <zep_mqtt/qos/qos1.h>
 #include <zep_mqtt/qos/qos2.h>
@@ -61,12 +59,12 @@ class qos_fixture : public testing::TestWithParam<uint32_t> {
     // Newest first.
     std::vector<cached> entries(uint32_t level) {
         std::vector<cached> all;
-        for (auto *e = session.qos1_cache; level == 1 && e != nullptr; e = e->next) {
-            all.push_back({e->msg, e->send_tick, e->retry_count});
-        }
-        for (auto *e = session.qos2_cache; level == 2 && e != nullptr; e = e->next) {
-            all.push_back({e->msg, e->send_tick, e->retry_count});
-        }
+        const auto add = [&all](auto *e) {
+            for (; e != nullptr; e = e->next) {
+                all.push_back({e->msg, e->send_tick, e->retry_count});
+            }
+        };
+        level == 1 ? add(session.qos1_cache) : add(session.qos2_cache);
         EXPECT_EQ(all.size(), level == 1 ? session.qos1_count : session.qos2_count);
         return all;
     }
@@ -79,8 +77,8 @@ class qos_fixture : public testing::TestWithParam<uint32_t> {
     }
     ids used_ids() const {
         ids all;
-        for (uint16_t id = 0; id < 130; ++id) {
-            if (zep::packet_id_in_use(&session, id)) {
+        for (uint16_t id = 1; id <= 128; ++id) {
+            if (session.id_in_use[id] != 0) {
                 all.push_back(id);
             }
         }
