@@ -10,6 +10,14 @@ namespace {
 // The callbacks carry no pointer of ours, but they come from inside the loop call of their client.
 thread_local client *looping = nullptr;
 
+// Runs an operation and loops until so many more responses of a type have arrived.
+template <typename Operation>
+bool answered(client &who, uint32_t type, size_t answers, Operation operation) {
+    const size_t before = who.responses(type);
+    return operation() == ZEP_MQTT_SDK_OK &&
+           loop_until({&who}, [&] { return who.responses(type) >= before + answers; });
+}
+
 }  // namespace
 
 zep_mqtt_sdk_config client_config(const char *client_id, uint16_t port, version protocol) {
@@ -83,12 +91,25 @@ void client::on_response(const mqtt_broker_resp *response) {
 }
 
 bool connect_and_wait(client &who) {
-    const size_t answers = who.responses(MQTT_RESP_CONNACK);
-    if (who.connect() != ZEP_MQTT_SDK_OK) {
-        return false;
-    }
-    loop_until({&who}, [&] { return who.responses(MQTT_RESP_CONNACK) > answers; });
-    return who.connected();
+    return answered(who, MQTT_RESP_CONNACK, 1, [&] { return who.connect(); }) && who.connected();
+}
+
+bool subscribe_and_wait(client &who, const std::string &filter, uint32_t qos,
+                        const char *share_group) {
+    return answered(who, MQTT_RESP_SUBACK, 1,
+                    [&] { return who.subscribe(filter, qos, share_group); });
+}
+
+bool unsubscribe_and_wait(client &who, const std::string &filter) {
+    return answered(who, MQTT_RESP_UNSUBACK, 1, [&] { return who.unsubscribe(filter); });
+}
+
+bool publish_and_wait(client &who, const std::string &topic, const std::string &payload,
+                      uint32_t qos, bool retain, uint32_t expiry_seconds) {
+    // QoS 0 has no answer, QoS 1 has a PUBACK, QoS 2 has a PUBREC and a PUBCOMP.
+    const uint32_t type = qos == 1 ? MQTT_RESP_PUBACK : MQTT_RESP_QOS2;
+    return answered(who, type, qos,
+                    [&] { return who.publish(topic, payload, qos, retain, expiry_seconds); });
 }
 
 }  // namespace zep_demo

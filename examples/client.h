@@ -78,7 +78,13 @@ bool loop_until(std::initializer_list<client *> clients, Condition holds,
     return true;
 }
 
-// Connects and loops until the broker has answered; false when it has not accepted.
+// The operations of a client, looped until the broker has answered. False when they were refused,
+// or no answer came within the bound.
 bool connect_and_wait(client &who);
+bool subscribe_and_wait(client &who, const std::string &filter, uint32_t qos,
+                        const char *share_group = nullptr);
+bool unsubscribe_and_wait(client &who, const std::string &filter);
+bool publish_and_wait(client &who, const std::string &topic, const std::string &payload,
+                      uint32_t qos, bool retain = false, uint32_t expiry_seconds = 0);
 
 }  // namespace zep_demo

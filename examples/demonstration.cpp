@@ -48,32 +48,24 @@ class actor {
     size_t received() const { return client_.messages().size(); }
 
     void subscribe(const std::string &filter, const char *group = nullptr) {
-        const size_t answers = client_.responses(MQTT_RESP_SUBACK);
-        require(client_.subscribe(filter, 2, group) == ZEP_MQTT_SDK_OK &&
-                    await([&] { return client_.responses(MQTT_RESP_SUBACK) > answers; }),
+        require(subscribe_and_wait(client_, filter, 2, group),
                 name_ + ": no answer to the subscription to " + filter);
     }
 
     void unsubscribe(const std::string &filter) {
-        const size_t answers = client_.responses(MQTT_RESP_UNSUBACK);
-        require(client_.unsubscribe(filter) == ZEP_MQTT_SDK_OK &&
-                    await([&] { return client_.responses(MQTT_RESP_UNSUBACK) > answers; }),
+        require(unsubscribe_and_wait(client_, filter),
                 name_ + ": no answer to the end of the subscription to " + filter);
     }
 
-    // Publishes and waits for the acknowledgement: none, a PUBACK, or a PUBREC and a PUBCOMP.
-    void publish(const std::string &topic, const std::string &text, uint32_t qos,
-                 bool retain = false, uint32_t expiry_seconds = 0) {
-        const uint32_t type = qos == 1 ? MQTT_RESP_PUBACK : MQTT_RESP_QOS2;
-        const size_t answers = client_.responses(type) + qos;
-        require(client_.publish(topic, text, qos, retain, expiry_seconds) == ZEP_MQTT_SDK_OK &&
-                    await([&] { return client_.responses(type) >= answers; }),
+    void publish(const std::string &topic, const std::string &text, uint32_t qos, bool retain,
+                 uint32_t expiry_seconds) {
+        require(publish_and_wait(client_, topic, text, qos, retain, expiry_seconds),
                 name_ + ": \"" + text + "\" to " + topic + " was not acknowledged");
     }
 
     // The next message, which must be on this topic.
     const received_message &next(const std::string &topic) {
-        require(await([&] { return received() > looked_at_; }),
+        require(loop_until({&client_}, [&] { return received() > looked_at_; }),
                 name_ + ": nothing has arrived on " + topic);
         const received_message &arrived = client_.messages()[looked_at_++];
         require(arrived.topic == topic, name_ + ": \"" + arrived.payload + "\" on " +
@@ -93,11 +85,6 @@ class actor {
         config.broker_host = broker.host.c_str();
         configure(config);
         return config;
-    }
-
-    template <typename Condition>
-    bool await(Condition holds) {
-        return loop_until({&client_}, holds);
     }
 
     std::string name_;

@@ -26,14 +26,14 @@ TEST_P(both_versions, every_qos_both_ways) {
     ASSERT_TRUE(connect_and_wait(alice));
     ASSERT_TRUE(connect_and_wait(bob));
     for (uint32_t granted = 0; granted < 3; granted++) {
-        subscribe(bob, "to/bob", granted);
-        subscribe(alice, "to/alice", granted);
+        ASSERT_TRUE(subscribe_and_wait(bob, "to/bob", granted));
+        ASSERT_TRUE(subscribe_and_wait(alice, "to/alice", granted));
         for (uint32_t sent = 0; sent < 3; sent++) {
             const std::string text = std::to_string(sent) + " under " + std::to_string(granted);
             const uint32_t received = std::min(sent, granted);
-            publish(alice, "to/bob", text, sent);
+            ASSERT_TRUE(publish_and_wait(alice, "to/bob", text, sent));
             expect_message(bob, {"to/bob", text, received, false});
-            publish(bob, "to/alice", text, sent);
+            ASSERT_TRUE(publish_and_wait(bob, "to/alice", text, sent));
             expect_message(alice, {"to/alice", text, received, false});
         }
     }
@@ -46,11 +46,11 @@ TEST_P(both_versions, retained_messages_that_arrive_with_the_suback) {
     ASSERT_TRUE(connect_and_wait(writer));
     ASSERT_TRUE(connect_and_wait(reader));
     for (int i = 0; i < 5; i++) {
-        publish(writer, "notes/" + std::to_string(i), "kept", 1, true);
+        ASSERT_TRUE(publish_and_wait(writer, "notes/" + std::to_string(i), "kept", 1, true));
     }
     ASSERT_EQ(0, reader.subscribe("notes/+", 1));
     // The broker has served the subscriber before it acknowledges this: all is there to be read.
-    publish(writer, "elsewhere", "x", 1);
+    ASSERT_TRUE(publish_and_wait(writer, "elsewhere", "x", 1));
     reader.loop();
     EXPECT_EQ(1U, reader.responses(MQTT_RESP_SUBACK));
     ASSERT_EQ(5U, reader.messages().size());
@@ -58,7 +58,7 @@ TEST_P(both_versions, retained_messages_that_arrive_with_the_suback) {
         EXPECT_EQ("kept", each.payload);
         EXPECT_TRUE(each.retained);
     }
-    publish(writer, "notes/0", "new", 1, true);
+    ASSERT_TRUE(publish_and_wait(writer, "notes/0", "new", 1, true));
     ASSERT_TRUE(loop_until({&reader}, [&] { return reader.messages().size() == 6; }));
     EXPECT_FALSE(reader.messages().back().retained);
 }
@@ -71,7 +71,7 @@ TEST_P(both_versions, a_burst_of_a_thousand_messages) {
     client reader(config("reader", broker));
     ASSERT_TRUE(connect_and_wait(writer));
     ASSERT_TRUE(connect_and_wait(reader));
-    subscribe(reader, "burst", 2);
+    ASSERT_TRUE(subscribe_and_wait(reader, "burst", 2));
     for (uint32_t qos = 0; qos < 3; qos++) {
         const size_t before = reader.messages().size();
         for (size_t i = 0; i < COUNT; i++) {
@@ -104,11 +104,11 @@ TEST_P(both_versions, the_will_of_a_client_that_is_cut_off) {
     mortal.will_retain = 1;
     client heir(config("heir", broker));
     ASSERT_TRUE(connect_and_wait(heir));
-    subscribe(heir, "#", 2);
+    ASSERT_TRUE(subscribe_and_wait(heir, "#", 2));
     client polite(mortal);
     ASSERT_TRUE(connect_and_wait(polite));
     polite.disconnect();
-    publish(heir, "later", "no will came before this", 1);
+    ASSERT_TRUE(publish_and_wait(heir, "later", "no will came before this", 1));
     expect_message(heir, {"later", "no will came before this", 1, false});
     EXPECT_EQ(1U, heir.messages().size());
 
@@ -121,7 +121,7 @@ TEST_P(both_versions, the_will_of_a_client_that_is_cut_off) {
 
     client late(config("late", broker));
     ASSERT_TRUE(connect_and_wait(late));
-    subscribe(late, "wills/#", 2);
+    ASSERT_TRUE(subscribe_and_wait(late, "wills/#", 2));
     expect_message(late, {"wills/mortal", last_words, 2, true});
 }
 
@@ -161,7 +161,7 @@ void lose_the_broker(mosquitto &broker, void (mosquitto::*lose)(), client &write
     broker.start();
     ASSERT_TRUE(
         loop_until({&writer, &reader}, [&] { return writer.connected() && reader.connected(); }));
-    subscribe(reader, "news", 1);
+    ASSERT_TRUE(subscribe_and_wait(reader, "news", 1));
     EXPECT_TRUE(loop_until({&writer, &reader}, [&] {
         return !reader.messages().empty() && writer.responses(MQTT_RESP_PUBACK) == 1;
     }));
@@ -188,15 +188,14 @@ TEST_P(both_versions, unsubscribe_and_disconnect) {
     client reader(config("reader", broker));
     ASSERT_TRUE(connect_and_wait(writer));
     ASSERT_TRUE(connect_and_wait(reader));
-    subscribe(reader, "a/#", 1);
-    subscribe(reader, "end", 1);
-    publish(writer, "a/b", "heard", 1);
+    ASSERT_TRUE(subscribe_and_wait(reader, "a/#", 1));
+    ASSERT_TRUE(subscribe_and_wait(reader, "end", 1));
+    ASSERT_TRUE(publish_and_wait(writer, "a/b", "heard", 1));
     expect_message(reader, {"a/b", "heard", 1, false});
 
-    ASSERT_EQ(ZEP_MQTT_SDK_OK, reader.unsubscribe("a/#"));
-    ASSERT_TRUE(loop_until({&reader}, [&] { return reader.responses(MQTT_RESP_UNSUBACK) == 1; }));
-    publish(writer, "a/b", "unheard", 1);
-    publish(writer, "end", "end", 1);
+    ASSERT_TRUE(unsubscribe_and_wait(reader, "a/#"));
+    ASSERT_TRUE(publish_and_wait(writer, "a/b", "unheard", 1));
+    ASSERT_TRUE(publish_and_wait(writer, "end", "end", 1));
     expect_message(reader, {"end", "end", 1, false});
     EXPECT_EQ(2U, reader.messages().size());
 

@@ -34,10 +34,10 @@ TEST_F(v50, session_expiry_and_message_expiry) {
         client reader(durable);
         ASSERT_TRUE(connect_and_wait(reader));
         EXPECT_EQ(0, negotiated(reader).session_present);
-        subscribe(reader, "mail", 1);
+        ASSERT_TRUE(subscribe_and_wait(reader, "mail", 1));
     }
-    publish(writer, "mail", "for a second", 1, false, 1);
-    publish(writer, "mail", "for a minute", 1, false, 60);
+    ASSERT_TRUE(publish_and_wait(writer, "mail", "for a second", 1, false, 1));
+    ASSERT_TRUE(publish_and_wait(writer, "mail", "for a minute", 1, false, 60));
     const auto over = std::chrono::steady_clock::now() + std::chrono::milliseconds(2100);
     loop_until({&writer}, [&] { return std::chrono::steady_clock::now() > over; });
 
@@ -58,11 +58,11 @@ TEST_F(v50, shared_subscription_split_between_two_clients) {
     for (client *each : {&writer, &one, &two, &outside}) {
         ASSERT_TRUE(connect_and_wait(*each));
     }
-    subscribe(one, "jobs/+", 1, "crew");
-    subscribe(two, "jobs/+", 1, "crew");
-    subscribe(outside, "jobs/+", 1);
+    ASSERT_TRUE(subscribe_and_wait(one, "jobs/+", 1, "crew"));
+    ASSERT_TRUE(subscribe_and_wait(two, "jobs/+", 1, "crew"));
+    ASSERT_TRUE(subscribe_and_wait(outside, "jobs/+", 1));
     for (size_t i = 0; i < COUNT; i++) {
-        publish(writer, "jobs/all", std::to_string(i), 1);
+        ASSERT_TRUE(publish_and_wait(writer, "jobs/all", std::to_string(i), 1));
     }
     EXPECT_TRUE(loop_until({&one, &two, &outside}, [&] {
         return one.messages().size() + two.messages().size() >= COUNT &&
@@ -78,6 +78,14 @@ TEST_F(v50, shared_subscription_split_between_two_clients) {
     EXPECT_EQ(COUNT, done.size());
     EXPECT_EQ(COUNT, std::set<std::string>(done.begin(), done.end()).size()) << "each job once";
     EXPECT_EQ(COUNT, outside.messages().size());
+
+    // It is ended by its whole filter; then the other one has it for itself.
+    ASSERT_TRUE(unsubscribe_and_wait(one, "$share/crew/jobs/+"));
+    const size_t before = two.messages().size();
+    for (size_t i = 0; i < 4; i++) {
+        ASSERT_TRUE(publish_and_wait(writer, "jobs/all", "more", 1));
+    }
+    EXPECT_TRUE(loop_until({&two}, [&] { return two.messages().size() == before + 4; }));
 }
 
 TEST_F(v50, the_keep_alive_of_the_broker_rules) {
