@@ -130,6 +130,14 @@ long elapsed_ms(action_type action) {
     return std::chrono::duration_cast<milliseconds>(steady_clock::now() - start).count();
 }
 
+// The action takes ms milliseconds; how much longer is the machine's affair, within reason.
+template <typename action_type>
+void expect_takes(long ms, action_type action) {
+    const long elapsed = elapsed_ms(action);
+    EXPECT_GE(elapsed, ms - 1);
+    EXPECT_LT(elapsed, ms + 1500);
+}
+
 // The log lines of an action.
 template <typename action_type>
 std::string lines_of(action_type action) {
