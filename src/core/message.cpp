@@ -1,21 +1,8 @@
 #include <zep_mqtt/core/message.h>
 #include <zep_mqtt/core/status.h>
-#include <zep_mqtt/platform/memory.h>
 #include <zep_mqtt/platform/text.h>
 
-#include <cstring>
-
-namespace {
-
-void *heap_copy(const void *data, uint32_t size) {
-    void *copy = platform_malloc(size);
-    if (copy != nullptr) {
-        std::memcpy(copy, data, size);
-    }
-    return copy;
-}
-
-}  // namespace
+#include "core/heap_copy.h"
 
 int32_t message_deep_copy(mqtt_message *dst, const mqtt_message *src) {
     if (dst == nullptr || src == nullptr) {
@@ -23,14 +10,15 @@ int32_t message_deep_copy(mqtt_message *dst, const mqtt_message *src) {
     }
     message_free(dst);
     if (src->topic != nullptr) {
-        const uint32_t size = static_cast<uint32_t>(platform_strlen(src->topic)) + 1;
-        dst->topic = static_cast<const char *>(heap_copy(src->topic, size));
+        dst->topic = zep::heap_text(reinterpret_cast<const uint8_t *>(src->topic),
+                                    platform_strlen(src->topic))
+                         .release();
         if (dst->topic == nullptr) {
             return MQTT_ERR_NO_MEMORY;
         }
     }
     if (src->payload_len != 0 && src->payload != nullptr) {
-        dst->payload = static_cast<const uint8_t *>(heap_copy(src->payload, src->payload_len));
+        dst->payload = zep::heap_bytes(src->payload, src->payload_len).release();
         if (dst->payload == nullptr) {
             message_free(dst);
             return MQTT_ERR_NO_MEMORY;

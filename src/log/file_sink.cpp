@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <mutex>
 
 #include <zep_mqtt/log/log.h>
 
@@ -17,14 +18,6 @@ namespace {
 // Guards g_log_file, its buffer and g_log_config.max_file_size.
 constinit static_lock g_sink_lock;
 char g_sink_buffer[4096];
-
-class sink_guard {
- public:
-    sink_guard() { g_sink_lock.lock(); }
-    ~sink_guard() { g_sink_lock.unlock(); }
-    sink_guard(const sink_guard &) = delete;
-    sink_guard &operator=(const sink_guard &) = delete;
-};
 
 // All functions below run under the lock.
 
@@ -65,7 +58,7 @@ void append(uint32_t level, const char *message) {
 
 // Starts the file again from empty.
 void rebuild() {
-    const sink_state state = open_stream("w");
+    const sink_state state = open_stream("we");
     if (state == sink_state::FAILED) {
         report_to_console(AGENT_LOG_ERROR, "重建日志文件失败：" LOG_FILE_NAME);
     } else if (state == sink_state::UNBUFFERED && log_passes(AGENT_LOG_WARN)) {
@@ -84,25 +77,25 @@ bool has_reached_cap(long size) {
 }  // namespace
 
 sink_state file_sink_open(uint32_t max_size) {
-    const sink_guard guard;
+    const std::lock_guard guard(g_sink_lock);
     g_log_config.max_file_size = max_size;
-    return open_stream("a");
+    return open_stream("ae");
 }
 
 sink_state file_sink_clear() {
-    const sink_guard guard;
-    return g_log_file == nullptr ? sink_state::NONE : open_stream("w");
+    const std::lock_guard guard(g_sink_lock);
+    return g_log_file == nullptr ? sink_state::NONE : open_stream("we");
 }
 
 bool file_sink_close() {
-    const sink_guard guard;
+    const std::lock_guard guard(g_sink_lock);
     const bool was_open = g_log_file != nullptr;
     close_stream();
     return was_open;
 }
 
 void file_sink_write(uint32_t level, const char *message) {
-    const sink_guard guard;
+    const std::lock_guard guard(g_sink_lock);
     if (g_log_file == nullptr) {
         return;
     }

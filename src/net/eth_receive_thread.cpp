@@ -6,8 +6,8 @@
 
 #include "log/log_lines.h"
 #include "net/eth_private.h"
-#include "net/mutex_guard.h"
 #include "net/system_socket.h"
+#include "platform/mutex_guard.h"
 
 uint8_t g_thread_running = 0;
 

@@ -6,8 +6,8 @@
 
 #include "log/log_lines.h"
 #include "net/eth_private.h"
-#include "net/mutex_guard.h"
 #include "net/system_socket.h"
+#include "platform/mutex_guard.h"
 
 eth_socket_set g_eth_socks = {};
 int32_t g_eth_max_sock = -1;

@@ -10,8 +10,8 @@
 #include "log/log_lines.h"
 #include "net/datagram_arguments.h"
 #include "net/interface_private.h"
-#include "net/mutex_guard.h"
 #include "net/recv_queue_private.h"
+#include "platform/mutex_guard.h"
 #include "platform/static_lock.h"
 
 net_recv_queue g_recv_queue = {};
@@ -106,6 +106,12 @@ int32_t take_head(net_queue_entry *out_entry) {
     return NET_OK;
 }
 
+// For a holder of g_handles.
+void destroy_lock() {
+    platform_mutex_destroy(g_recv_queue.lock);
+    g_recv_queue.lock = nullptr;
+}
+
 int32_t refuse_dequeue() {
     LOG_ERROR("[%s] 出队失败：无效参数或未初始化", "net_interface_dequeue");
     return NET_ERR_INVALID_PARAM;
@@ -159,6 +165,7 @@ int32_t net_interface_dequeue(net_queue_entry *out_entry, uint32_t timeout_ms) {
 namespace zep {
 
 bool recv_queue_create() {
+    const std::lock_guard alive(g_handles);
     g_recv_queue.head = nullptr;
     g_recv_queue.tail = nullptr;
     g_recv_queue.count = 0;
@@ -173,7 +180,7 @@ bool recv_queue_create() {
     g_recv_queue.sem = platform_sem_create_win32(0, NET_QUEUE_CAPACITY);
     if (g_recv_queue.sem == nullptr) {
         LOG_ERROR("[queue] create sem failed");
-        (void)recv_queue_destroy_lock();
+        destroy_lock();
         return false;
     }
     return true;
@@ -196,8 +203,7 @@ bool recv_queue_destroy_lock() {
     if (g_recv_queue.lock == nullptr) {
         return false;
     }
-    platform_mutex_destroy(g_recv_queue.lock);
-    g_recv_queue.lock = nullptr;
+    destroy_lock();
     return true;
 }
 

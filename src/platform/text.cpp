@@ -52,7 +52,7 @@ uint32_t platform_snprintf(char *dest, uint32_t dest_size, const char *format, .
         LOG_ERROR("platform_snprintf: buffer overflow (ret=%d, max_len=%d)", written, dest_size);
     }
     // Callers may take the result for the length, so that no byte before it may stay undefined.
-    const size_t usable = strnlen(dest, dest_size - 1);
+    const size_t usable = written < 0 ? 0 : strnlen(dest, dest_size - 1);
     std::memset(dest + usable, 0, dest_size - usable);
     return dest_size - 1;
 }

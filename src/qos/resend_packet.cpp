@@ -9,9 +9,6 @@
 namespace zep {
 namespace {
 
-// Room that the 5.0 encoders demand beyond topic and payload, and for an acknowledgement.
-constexpr uint64_t PUBLISH_50_MARGIN = 64;
-constexpr uint64_t ACK_50_ROOM = 10;
 constexpr uint64_t ACK_311_SIZE = 4;
 
 int32_t encode_publish_again_50(uint8_t qos, uint32_t expiry, const mqtt_message &msg, uint8_t *buf,
@@ -33,7 +30,7 @@ int32_t encode_publish_again_50(uint8_t qos, uint32_t expiry, const mqtt_message
 uint64_t publish_room(uint32_t version, const mqtt_message &msg) {
     const uint64_t topic_and_payload = uint64_t{platform_strlen(msg.topic)} + msg.payload_len;
     if (version == MQTT_VERSION_50) {
-        return topic_and_payload + PUBLISH_50_MARGIN;
+        return topic_and_payload + MQTT50_PUBLISH_HEADROOM;
     }
     const uint64_t remaining = topic_and_payload + sizeof(uint16_t) + sizeof msg.msg_id;
     uint8_t scratch[MQTT_REMAINING_LEN_MAX_BYTES];
@@ -63,7 +60,7 @@ int32_t encode_pubrel(uint32_t version, uint16_t msg_id, uint8_t *buf, uint32_t 
 }
 
 uint64_t pubrel_room(uint32_t version) {
-    return version == MQTT_VERSION_50 ? ACK_50_ROOM : ACK_311_SIZE;
+    return version == MQTT_VERSION_50 ? uint64_t{MQTT50_ACK_MIN_BUFFER} : ACK_311_SIZE;
 }
 
 int32_t encode_pubrel_again(uint32_t version, uint16_t msg_id, uint8_t *buf, uint32_t *len) {

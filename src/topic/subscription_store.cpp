@@ -7,26 +7,15 @@
 #include <zep_mqtt/topic/subscription_store.h>
 
 #include "log/log_lines.h"
+#include "platform/mutex_guard.h"
 
 mqtt_topic_list g_mqtt_sub_ctx = {};
 uint8_t g_sub_ctx_inited = 0;
 
 namespace {
 
-// The store's lock, for the length of a scope. Nothing is logged while it is held, and nothing that
-// is logged afterwards points into the store.
-class store_guard {
- public:
-    explicit store_guard(const mqtt_topic_list &store) : lock_(store.lock) {
-        platform_mutex_lock(lock_);
-    }
-    ~store_guard() { platform_mutex_unlock(lock_); }
-    store_guard(const store_guard &) = delete;
-    store_guard &operator=(const store_guard &) = delete;
-
- private:
-    void *lock_;
-};
+// Nothing is logged while the store's lock is held, and nothing that is logged afterwards points
+// into the store.
 
 mqtt_topic_entry *find(mqtt_topic_list &store, const char *filter) {
     for (mqtt_topic_entry &entry : store.entries) {
@@ -72,7 +61,7 @@ void set_qos_and_group(mqtt_topic_entry &entry, uint8_t qos, const char *group) 
 enum class add_result { added, updated, full };
 
 add_result add_locked(mqtt_topic_list &store, const char *filter, uint8_t qos, const char *group) {
-    const store_guard guard(store);
+    const zep::mutex_guard guard(store.lock);
     mqtt_topic_entry *entry = find(store, filter);
     if (entry != nullptr) {
         set_qos_and_group(*entry, qos, group);
@@ -90,7 +79,7 @@ add_result add_locked(mqtt_topic_list &store, const char *filter, uint8_t qos, c
 }
 
 bool remove_locked(mqtt_topic_list &store, const char *filter) {
-    const store_guard guard(store);
+    const zep::mutex_guard guard(store.lock);
     mqtt_topic_entry *entry = find(store, filter);
     if (entry == nullptr) {
         return false;
@@ -101,7 +90,7 @@ bool remove_locked(mqtt_topic_list &store, const char *filter) {
 }
 
 bool read_group_locked(mqtt_topic_list &store, const char *filter, char *group) {
-    const store_guard guard(store);
+    const zep::mutex_guard guard(store.lock);
     const mqtt_topic_entry *entry = find(store, filter);
     if (entry == nullptr) {
         return false;

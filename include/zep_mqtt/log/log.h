@@ -2,8 +2,8 @@
  * @file
  * The log facility: one line per event, to the console, to a file, or to both.
  *
- * Until agent_log_init() is called everything from DEBUG up goes to the console. The facility
- * allocates nothing and returns nothing; its own failures are lines of its own.
+ * Until agent_log_init() is called everything from DEBUG up goes to the console. Writing a
+ * line allocates nothing; the facility returns nothing, and its own failures are lines of its own.
  *
  * Threads: every function may be called from any thread. Lines of different threads never mix, and
  * the file's size check, rebuild and write are one step.

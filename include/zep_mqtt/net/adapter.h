@@ -8,7 +8,8 @@
  * instances share and which is never stopped by the adapter.
  *
  * Threads: different instances may be opened, used and closed by different threads at the same
- * time. One instance belongs to one thread at a time. Sending and receiving take no lock.
+ * time. One instance belongs to one thread at a time. The adapter takes no lock to send or
+ * receive; a UDP receive takes that of the queue.
  */
 #ifndef ZEP_MQTT_NET_ADAPTER_H
 #define ZEP_MQTT_NET_ADAPTER_H

@@ -3,9 +3,9 @@
  * The ETH interface: a UDP socket on a port that the system chooses, and the receive thread, which
  * moves every datagram that arrives on a watched socket into the receive queue.
  *
- * Threads: net_eth_win_init() and eth_destroy() are called by one thread before or after all
- * traffic, eth_destroy() never by the receive thread. Everything else may be called from any
- * thread.
+ * Threads: eth_socket_set_init(), net_eth_win_init() and eth_destroy() are called by one thread
+ * before or after all traffic, eth_destroy() never by the receive thread. Everything else may be
+ * called from any thread.
  */
 #ifndef ZEP_MQTT_NET_ETH_H
 #define ZEP_MQTT_NET_ETH_H

@@ -2,7 +2,8 @@
  * @file
  * Heap and bounded memory operations. Sizes are in bytes.
  *
- * Every heap block of the library is taken and given back here, each with a DEBUG line of its own.
+ * The library's heap blocks are taken and given back here, each with a DEBUG line of its own; only
+ * the entries of the receive queue come straight from the C library.
  *
  * Threads: any.
  */

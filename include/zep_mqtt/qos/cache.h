@@ -3,8 +3,8 @@
  * Admission of outbound QoS 1 and QoS 2 messages into the caches of their session, and the
  * clean-ups that expire them.
  *
- * A cached message waits for its acknowledgement (qos1.h, qos2.h) and holds its packet identifier;
- * entry and identifier end together, whatever ends them. Connection loss does not touch the caches.
+ * A cached message waits for its acknowledgement (qos1.h, qos2.h) and holds its packet identifier,
+ * which goes back with the last entry that holds it. Connection loss does not touch the caches.
  *
  * Threads: the one that drives the session's client.
  */

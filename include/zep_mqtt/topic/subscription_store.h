@@ -6,7 +6,8 @@
  * carry no client identity: clients that subscribe to the same filter share one entry, and the
  * first unsubscribe removes it. Filters are compared byte by byte, wildcards match nothing.
  *
- * Threads: every operation may be called from any thread; each takes the store's lock once.
+ * Threads: every operation may be called from any thread. Those that read or change a store take
+ * its lock once; mqtt_topic_list_init() makes the lock and comes before them.
  */
 #ifndef ZEP_MQTT_TOPIC_SUBSCRIPTION_STORE_H
 #define ZEP_MQTT_TOPIC_SUBSCRIPTION_STORE_H
@@ -97,7 +98,7 @@ ZEP_MQTT_API int32_t mqtt_topic_client_get_share_group(mqtt_topic_list *store, c
  *
  * @param filter  taken as it is
  * @param group   at most 31 bytes without '/' and '$'; null or empty for none
- * @param topic   64 bytes; written only on success
+ * @param topic   64 bytes, apart from filter and group; written only on success
  * @retval 0     done
  * @retval -101  (MQTT_ERR_INVALID_PARAM) filter or topic is null, or group holds '/' or '$'
  * @retval -201  (MQTT_ERR_TOPIC_TOO_LONG) group is longer than 31 bytes, or the result than 63

@@ -47,15 +47,4 @@ class monitor {
     pthread_cond_t changed_ = PTHREAD_COND_INITIALIZER;
 };
 
-class monitor_guard {
- public:
-    explicit monitor_guard(monitor &guarded) : guarded_(guarded) { guarded_.lock(); }
-    ~monitor_guard() { guarded_.unlock(); }
-    monitor_guard(const monitor_guard &) = delete;
-    monitor_guard &operator=(const monitor_guard &) = delete;
-
- private:
-    monitor &guarded_;
-};
-
 }  // namespace zep

@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <mutex>
 #include <new>
 
 #include <zep_mqtt/platform/memory.h>
@@ -49,7 +50,7 @@ int32_t platform_sem_post_win32(void *handle) {
         return -1;
     }
     auto *semaphore = static_cast<counting_semaphore *>(handle);
-    const zep::monitor_guard guard(semaphore->monitor);
+    const std::lock_guard guard(semaphore->monitor);
     if (semaphore->count == semaphore->maximum) {
         return -1;
     }
@@ -63,7 +64,7 @@ int32_t platform_sem_timedwait_win32(void *handle, uint32_t timeout_ms) {
         return -1;
     }
     auto *semaphore = static_cast<counting_semaphore *>(handle);
-    const zep::monitor_guard guard(semaphore->monitor);
+    const std::lock_guard guard(semaphore->monitor);
     const int error = wait_for_one(semaphore, timeout_ms);
     if (error != 0) {
         return error == ETIMEDOUT ? -2 : -1;

@@ -1,6 +1,7 @@
 #include "platform/posix/system_timer.h"
 
 #include <cerrno>
+#include <mutex>
 #include <new>
 
 #include <zep_mqtt/platform/memory.h>
@@ -90,7 +91,7 @@ system_timer *system_timer_create(system_timer_hook expired, void *owner) {
 }
 
 int system_timer_arm(system_timer *timer, uint32_t period_ms) {
-    const monitor_guard guard(timer->monitor);
+    const std::lock_guard guard(timer->monitor);
     if (timer->thread == nullptr) {
         timer->thread = platform_thread_create_win32(run, timer);
         if (timer->thread == nullptr) {
@@ -104,13 +105,13 @@ int system_timer_arm(system_timer *timer, uint32_t period_ms) {
 }
 
 int system_timer_cancel(system_timer *timer) {
-    const monitor_guard guard(timer->monitor);
+    const std::lock_guard guard(timer->monitor);
     timer->armed = false;
     return timer->monitor.wake_one();
 }
 
 void system_timer_take_expiry(system_timer *timer) {
-    const monitor_guard guard(timer->monitor);
+    const std::lock_guard guard(timer->monitor);
     const uint64_t now = monotonic_ns();
     if (timer->armed && now >= timer->due_ns) {
         const uint64_t passed = (now - timer->due_ns) / timer->period_ns;

@@ -8,23 +8,13 @@
 #include <zep_mqtt/platform/timer.h>
 
 #include "log/log_lines.h"
+#include "platform/mutex_guard.h"
 #include "platform/posix/system_timer.h"
 
 namespace {
 
 // How long a second destroy still finds the timer and can be refused.
 constexpr uint32_t DESTROY_GRACE_MS = 10;
-
-class lock_guard {
- public:
-    explicit lock_guard(void *mutex) : mutex_(mutex) { platform_mutex_lock(mutex_); }
-    ~lock_guard() { platform_mutex_unlock(mutex_); }
-    lock_guard(const lock_guard &) = delete;
-    lock_guard &operator=(const lock_guard &) = delete;
-
- private:
-    void *mutex_;
-};
 
 // Allocators that mark released memory fill it with 0xDD.
 bool is_marked_as_released(const platform_timer *timer) {
@@ -46,7 +36,7 @@ bool is_alive(platform_timer *timer) {
 
 // Takes the expiry that is due, and tells whether the function may be called for it.
 bool claim_expiry(platform_timer *timer) {
-    const lock_guard guard(timer->lock);
+    const zep::mutex_guard guard(timer->lock);
     if (timer->handle != nullptr) {
         zep::system_timer_take_expiry(system_timer_of(timer));
     }
@@ -94,7 +84,7 @@ bool equip(platform_timer *timer) {
 // Marks the timer as being destroyed; false when it is so marked already. The system timer goes
 // first, so that no expiry comes up that would only be refused.
 bool begin_destroy(platform_timer *timer) {
-    const lock_guard guard(timer->lock);
+    const zep::mutex_guard guard(timer->lock);
     if (shared(timer->destroying) != 0) {
         return false;
     }
@@ -160,7 +150,7 @@ int32_t platform_timer_start_win32(platform_timer *timer) {
         LOG_ERROR("platform_timer_start_win32: 定时器互斥锁已失效（地址：%p）", address);
         return 0;
     }
-    const lock_guard guard(timer->lock);
+    const zep::mutex_guard guard(timer->lock);
     if (!is_alive(timer)) {
         LOG_ERROR("platform_timer_start_win32: 定时器已失效或正在销毁（地址：%p）", address);
         return 0;
@@ -192,7 +182,7 @@ int32_t platform_timer_stop_win32(platform_timer *timer) {
         LOG_ERROR("platform_timer_stop_win32: 访问已释放的定时器（地址：%p）", address);
         return 0;
     }
-    const lock_guard guard(timer->lock);
+    const zep::mutex_guard guard(timer->lock);
     if (!is_alive(timer)) {
         LOG_ERROR("platform_timer_stop_win32: 定时器已失效（地址：%p）", address);
         return 0;

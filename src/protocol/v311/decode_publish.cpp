@@ -1,8 +1,9 @@
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/protocol/v311/validate.h>
+#include <zep_mqtt/protocol/v311/wire.h>
 
+#include "core/heap_copy.h"
 #include "protocol/v311/decode_body.h"
-#include "protocol/v311/heap_copy.h"
 
 int32_t zep::v311::decode_publish(byte_reader &body, mqtt_packet *packet) {
     const size_t topic_len = body.u16();
@@ -11,7 +12,7 @@ int32_t zep::v311::decode_publish(byte_reader &body, mqtt_packet *packet) {
     if (!body.ok() || topic_len == 0 || topic_len > MQTT_TOPIC_MAX_LEN) {
         return MQTT_ERR_INVALID_PARAM;
     }
-    // The rest is the payload; the greatest Remaining Length keeps it below MQTT_PAYLOAD_MAX_LEN.
+    static_assert(int{MQTT_REMAINING_LEN_MAX_ACCEPTED} <= int{MQTT_PAYLOAD_MAX_LEN});  // it fits
     const size_t payload_len = body.left();
     const uint8_t *payload = body.bytes(payload_len);
 

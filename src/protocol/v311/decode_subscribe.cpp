@@ -2,8 +2,8 @@
 #include <zep_mqtt/protocol/v311/decoder.h>
 #include <zep_mqtt/protocol/v311/validate.h>
 
+#include "core/heap_copy.h"
 #include "protocol/v311/decode_body.h"
-#include "protocol/v311/heap_copy.h"
 
 namespace zep::v311 {
 namespace {

@@ -61,7 +61,7 @@ int32_t check_type(const mqtt_packet &packet) {
         LOG_ERROR("mqtt_packet_encode_v311: 未知的MQTT报文类型 type=%d", packet.type);
         return MQTT_ERR_INVALID_PARAM;
     }
-    // A third QoS bit would change the type.
+    // The fixed header has two QoS bits; a third would set DUP, a fourth the type.
     return packet.qos <= 3 ? MQTT_OK : MQTT_ERR_INVALID_PARAM;
 }
 

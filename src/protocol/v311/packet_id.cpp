@@ -34,13 +34,14 @@ void log_allocated(const mqtt_session &session, uint16_t id) {
 }
 
 int32_t take_from_pool(mqtt_session &session, uint16_t *id) {
-    *id = session.id_pool[0];
+    const uint16_t taken = session.id_pool[0];
     pool_remove(session, 0);
-    if (!zep::is_packet_id(*id)) {
+    if (!zep::is_packet_id(taken)) {
         LOG_ERROR("Packet ID分配失败：未找到可用ID/ID非法（ClientID=%s, ID=%d）", session.client_id,
-                  *id);
+                  taken);
         return MQTT_ERR_PACKET_ID_EXHAUSTED;
     }
+    *id = taken;
     session.id_in_use[*id] = 1;
     LOG_DEBUG("Packet ID复用成功：ClientID=%s, ID=%d, 池剩余计数=%d", session.client_id, *id,
               session.id_pool_top);

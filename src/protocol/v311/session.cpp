@@ -37,7 +37,7 @@ int32_t check_client_id(const char *client_id) {
 }
 
 // The first session of the process sets the store up. A session that is initialised meanwhile waits
-// for the outcome; nothing under the lock waits for anything else.
+// for the outcome; under the lock only memory and the log are used.
 int32_t set_up_store_once() {
     const std::lock_guard guard(g_store_init_lock);
     const std::atomic_ref<uint8_t> inited(g_sub_ctx_inited);

@@ -5,8 +5,8 @@
 #include <zep_mqtt/protocol/v311/validate.h>
 #include <zep_mqtt/protocol/v311/will.h>
 
+#include "core/heap_copy.h"
 #include "log/log_lines.h"
-#include "protocol/v311/heap_copy.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include <zep_mqtt/protocol/v311/session.h>
 #include <zep_mqtt/protocol/v311/wire.h>
 
+#include "protocol/v311/packet_id_private.h"
 #include "protocol/v311/wire_io.h"
 
 namespace {
@@ -75,7 +76,7 @@ int32_t utf8_validate(const char *text, int32_t len) {
 }
 
 int32_t validate_packet_id(uint32_t /*version*/, uint16_t id) {
-    return id >= MQTT_PACKET_ID_MIN && id <= MQTT_PACKET_ID_MAX ? MQTT_OK : MQTT_ERR_INVALID_PARAM;
+    return zep::is_packet_id(id) ? MQTT_OK : MQTT_ERR_INVALID_PARAM;
 }
 
 bool zep::read_remaining_length(byte_reader &reader, uint32_t *value) {

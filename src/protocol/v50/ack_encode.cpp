@@ -6,18 +6,12 @@
 #include "log/log_lines.h"
 #include "protocol/v50/packet_io.h"
 
-namespace {
-
-constexpr uint32_t SMALLEST_BUFFER = 10;
-
-}  // namespace
-
 int32_t mqtt50_ack_encode(uint8_t type, const mqtt50_ack *ack, uint8_t *buffer, uint32_t *length) {
     if (ack == nullptr || buffer == nullptr || length == nullptr || ack->msg_id == 0) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 ACK: 入参非法/msgid为空");
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (*length < SMALLEST_BUFFER) {
+    if (*length < MQTT50_ACK_MIN_BUFFER) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 ACK: 缓冲区过小（需≥10字节）");
         return MQTT_ERR_BUFFER_FULL;
     }

@@ -12,8 +12,6 @@
 
 namespace {
 
-// What a buffer must have beyond topic and payload.
-constexpr uint64_t HEADROOM = 64;
 constexpr size_t LONGEST_TOPIC = sizeof mqtt50_publish::topic - 1;
 
 bool carries_msg_id(const mqtt50_publish &publish) {
@@ -30,7 +28,7 @@ int32_t check(const mqtt50_publish &publish, size_t topic_len, uint32_t capacity
             static_cast<int>(topic_len), publish.payload_len, publish.msg_id);
         return MQTT_ERR_INVALID_PARAM;
     }
-    const uint64_t needed = publish.payload_len + topic_len + HEADROOM;
+    const uint64_t needed = uint64_t{MQTT50_PUBLISH_HEADROOM} + topic_len + publish.payload_len;
     if (capacity < needed) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 PUB: 缓冲区过小");
         return MQTT_ERR_BUFFER_FULL;

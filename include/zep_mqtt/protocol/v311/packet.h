@@ -95,11 +95,11 @@ typedef struct mqtt_packet_unsubscribe {
  * mqtt_packet_decode_v311() for how each variant is released.
  */
 typedef struct mqtt_packet {
-    uint32_t type;  /**< MQTT_PACKET_* */
-    uint8_t dup;    /**< DUP flag (§3.3.1.1) */
-    uint32_t qos;   /**< QoS bits of the fixed header; 1 in a PUBREL, SUBSCRIBE or UNSUBSCRIBE
-                         to be sent, whose flags are 0010 (§2.2.2) */
-    uint8_t retain; /**< RETAIN flag */
+    uint32_t type; /**< MQTT_PACKET_* */
+    uint8_t dup;   /**< DUP flag (§3.3.1.1) */
+    uint32_t qos; /**< QoS bits of the fixed header, 0 to 3; 1 in a PUBREL, SUBSCRIBE or UNSUBSCRIBE
+                       to be sent, whose flags are 0010 (§2.2.2) */
+    uint8_t retain;           /**< RETAIN flag */
     uint32_t remaining_len;   /**< in bytes; filled by the decoder, ignored by the encoder */
     uint8_t protocol_version; /**< 4 or 5; ignored by the encoder, 0 after decoding */
     union {

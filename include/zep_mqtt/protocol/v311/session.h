@@ -30,25 +30,25 @@ enum mqtt_qos2_state {
 
 /** One outbound QoS 1 message that waits for its PUBACK. Owned by its session. */
 typedef struct mqtt_qos1_entry {
-    mqtt_message msg;     /**< owning copy, as it was sent */
+    mqtt_message msg;     /**< owning copy, as it was sent; message_expiry is 0 */
     uint64_t send_tick;   /**< ms tick of admission or of the last retransmission */
     uint32_t retry_count; /**< retransmissions so far */
     uint8_t priority;     /**< MQTT_PRIORITY_* */
     struct mqtt_qos1_entry *next;
-    uint32_t version; /**< protocol version at admission: 4 or 5 */
+    uint32_t version; /**< protocol version of its packets: 4 or 5 */
 
     uint64_t admission; /**< private: number of this admission within the session */
 } mqtt_qos1_entry;
 
 /** One outbound QoS 2 message that waits for its PUBREC or PUBCOMP. Owned by its session. */
 typedef struct mqtt_qos2_entry {
-    mqtt_message msg;     /**< owning copy, as it was sent */
+    mqtt_message msg;     /**< owning copy, as it was sent; message_expiry is 0 */
     uint64_t send_tick;   /**< ms tick of admission, PUBREC or the last retransmission */
     uint32_t state;       /**< enum mqtt_qos2_state */
     uint32_t retry_count; /**< retransmissions in the current state */
     uint8_t priority;     /**< MQTT_PRIORITY_* */
     struct mqtt_qos2_entry *next;
-    uint32_t version; /**< protocol version at admission: 4 or 5 */
+    uint32_t version; /**< protocol version of its packets: 4 or 5 */
 
     uint64_t admission; /**< private: number of this admission within the session */
 } mqtt_qos2_entry;
@@ -102,7 +102,7 @@ extern ZEP_MQTT_API uint8_t is_destroying;
  * @retval 0     done; release with mqtt_session_destroy()
  * @retval -101  (MQTT_ERR_INVALID_PARAM) a null pointer, or an empty or overlong client_id; the
  *               session is untouched
- * @retval -104  (MQTT_ERR_UTF8_INVALID) client_id is not UTF-8, or holds control characters; the
+ * @retval -104  (MQTT_ERR_UTF8_INVALID) client_id is refused by utf8_validate() (wire.h); the
  *               session is untouched
  * @retval -103  (MQTT_ERR_NO_MEMORY) the subscription store could not be set up; the session owns
  *               nothing and is not to be used

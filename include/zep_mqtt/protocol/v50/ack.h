@@ -12,6 +12,9 @@
 
 ZEP_MQTT_BEGIN_DECLS
 
+/** Bytes that the encoder's buffer must have at least. */
+enum { MQTT50_ACK_MIN_BUFFER = 10 };
+
 /** One acknowledgement. It serves UNSUBACK too. */
 typedef struct mqtt50_ack {
     uint16_t msg_id;     /**< packet identifier */

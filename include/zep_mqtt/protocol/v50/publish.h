@@ -14,6 +14,9 @@
 
 ZEP_MQTT_BEGIN_DECLS
 
+/** Bytes that the encoder's buffer must have beyond topic and payload. */
+enum { MQTT50_PUBLISH_HEADROOM = 64 };
+
 /** One PUBLISH, to be written or as read. */
 typedef struct mqtt50_publish {
     char topic[65];          /**< topic name, NUL-terminated, at most 64 bytes */
@@ -33,14 +36,14 @@ typedef struct mqtt50_publish {
  * @param publish  topic of 1 to 64 bytes; qos 0 to 2 (not checked); read only; its payload does not
  *                 lie in buffer
  * @param buffer   cleared whole before the packet is written
- * @param length   in: bytes in buffer, at least payload and topic length plus 64; out, on success
- *                 only: bytes of the packet
+ * @param length   in: bytes in buffer, at least payload and topic length plus
+ *                 MQTT50_PUBLISH_HEADROOM; out, on success only: bytes of the packet
  * @retval 0     done
  * @retval -101  (MQTT_ERR_INVALID_PARAM) a pointer is null, the topic empty or too long, the
- * payload null but not empty, or the packet identifier 0 with QoS 1 or 2
+ *               payload null but not empty, or the packet identifier 0 with QoS 1 or 2
  * @retval -114  (MQTT_ERR_BUFFER_FULL) the buffer is too small
- * @retval -124  (MQTT_ERR_PACKET_TOO_LARGE) more than MQTT can carry: 268,435,455 bytes after the
- *               fixed header
+ * @retval -124  (MQTT_ERR_PACKET_TOO_LARGE) more than MQTT can carry: payload, topic and headroom
+ *               exceed 268,435,455 bytes
  *
  * A failure writes nothing. Threads: any, one per buffer.
  */
@@ -56,7 +59,7 @@ ZEP_MQTT_API int32_t mqtt50_publish_encode(const mqtt50_publish *publish, uint8_
  * @param publish  cleared first; valid as long as data; not to be used after a failure
  * @retval 0     done
  * @retval -101  (MQTT_ERR_INVALID_PARAM) a pointer is null, length below 6, or the topic longer
- * than 64 bytes or than the packet
+ *               than 64 bytes or than the packet
  * @retval -120  (MQTT_ERR_MALFORMED) not a PUBLISH, the remaining length unreadable, above 1024 or
  *               beyond the input, or the packet identifier missing
  *

@@ -1,5 +1,5 @@
-// Heap blocks of the decoders: owned until they are released into a record, so that every refusal
-// on the way gives them back.
+// Heap blocks that are owned until they are released into a record, so that every refusal on the
+// way gives them back.
 #pragma once
 
 #include <cstddef>
@@ -19,11 +19,16 @@ struct platform_free_deleter {
 template <typename T>
 using heap_ptr = std::unique_ptr<T, platform_free_deleter>;
 
+// A block of a size that the platform can be asked for; null when memory is exhausted.
+inline void *heap_block(size_t size) {
+    return size > UINT32_MAX ? nullptr : platform_malloc(static_cast<uint32_t>(size));
+}
+
 // count zeroed elements; null when memory is exhausted.
 template <typename T>
 heap_ptr<T[]> heap_zeroed(size_t count) {
     static_assert(std::is_trivial_v<T>);
-    void *block = platform_malloc(static_cast<uint32_t>(count * sizeof(T)));
+    void *block = heap_block(count * sizeof(T));
     if (block != nullptr) {
         std::memset(block, 0, count * sizeof(T));
     }
@@ -32,7 +37,7 @@ heap_ptr<T[]> heap_zeroed(size_t count) {
 
 // A copy of size bytes, at least 1; null when memory is exhausted.
 inline heap_ptr<uint8_t[]> heap_bytes(const uint8_t *bytes, size_t size) {
-    heap_ptr<uint8_t[]> copy(static_cast<uint8_t *>(platform_malloc(static_cast<uint32_t>(size))));
+    heap_ptr<uint8_t[]> copy(static_cast<uint8_t *>(heap_block(size)));
     if (copy != nullptr) {
         std::memcpy(copy.get(), bytes, size);
     }
@@ -41,9 +46,12 @@ inline heap_ptr<uint8_t[]> heap_bytes(const uint8_t *bytes, size_t size) {
 
 // A NUL-terminated copy of length bytes, which may be none; null when memory is exhausted.
 inline heap_ptr<char[]> heap_text(const uint8_t *bytes, size_t length) {
-    heap_ptr<char[]> copy = heap_zeroed<char>(length + 1);
-    if (copy != nullptr && length != 0) {
-        std::memcpy(copy.get(), bytes, length);
+    heap_ptr<char[]> copy(static_cast<char *>(heap_block(length + 1)));
+    if (copy != nullptr) {
+        if (length != 0) {
+            std::memcpy(copy.get(), bytes, length);
+        }
+        copy[length] = '\0';
     }
     return copy;
 }
