@@ -70,7 +70,7 @@ class starved_test : public both_versions {
         has_failed_ = [&] { return starved.has_failed(); };
         handshake();
         send_message(0, 0);
-        for (const uint32_t qos : {1, 2}) {
+        for (const uint32_t qos : {1u, 2u}) {
             do_twice_at_most([&] { return publish(qos); }, MQTT_ERR_NO_MEMORY);
             const unsigned id = broker.take(lay(v->publish1).size()).at(6);
             const happenings acknowledged = {(qos == 1 ? "PUBACK ok id=" : "QOS2 ok id=") +

@@ -80,7 +80,7 @@ TEST_P(publish_test, what_cannot_be_sent_is_refused) {
 TEST_P(publish_test, a_failed_send_keeps_neither_message_nor_identifier) {
     connect();
     break_sending();
-    for (const uint32_t qos : {0, 1, 2}) {
+    for (const uint32_t qos : {0u, 1u, 2u}) {
         EXPECT_EQ(publish(qos), MQTT_ERR_INTERNAL);
     }
     EXPECT_EQ(subscribe(), MQTT_ERR_INTERNAL);
@@ -131,7 +131,7 @@ TEST_P(publish_test, an_unacknowledged_message_is_repeated_and_given_up) {
     connect();
     send_message(1, 1);
     send_message(2, 2);
-    for (const uint32_t wait_ms : {2000, 4000, 8000}) {
+    for (const uint32_t wait_ms : {2000u, 4000u, 8000u}) {
         age_cache(wait_ms - 1000);
         pass();
         broker.expect_nothing();

@@ -44,7 +44,7 @@ TEST_P(receive_test, a_qos2_message_is_delivered_once) {
         broker.expect(PUBREC, 300);
     }
     // Every PUBREL is answered, also for an identifier that is not known.
-    for (const unsigned id : {300, 300, 9}) {
+    for (const unsigned id : {300u, 300u, 9u}) {
         hear(PUBREL, id, {});
         broker.expect(PUBCOMP, id);
     }

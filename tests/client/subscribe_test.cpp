@@ -67,7 +67,7 @@ TEST_P(subscribe_test, the_end_of_a_connection_returns_what_can_no_longer_be_ack
 TEST_P(subscribe_test, a_stray_acknowledgement_takes_nothing_away) {
     connect();
     send_message(1, 1);
-    for (const unsigned id : {7, 1}) {
+    for (const unsigned id : {7u, 1u}) {
         const std::string shown = " id=" + std::to_string(id);
         hear(v->suback, id, {"message  [01] qos=1" + shown, "SUBACK ok" + shown});
         hear(v->unsuback, id, {"message  [] qos=0" + shown, "UNSUBACK ok" + shown});
