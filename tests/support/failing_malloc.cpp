@@ -9,7 +9,9 @@ constexpr uint64_t NEVER = UINT64_MAX;
 std::atomic<uint64_t> g_made{0};
 std::atomic<uint64_t> g_fail_at{NEVER};
 
-bool this_one_fails() { return g_made.fetch_add(1) == g_fail_at.load(); }
+bool this_one_fails() {
+    return g_made.fetch_add(1) == g_fail_at.load();
+}
 
 }  // namespace
 
@@ -19,7 +21,9 @@ void *__real_malloc(size_t size);
 void *__real_calloc(size_t count, size_t size);
 void *__real_realloc(void *block, size_t size);
 
-void *__wrap_malloc(size_t size) { return this_one_fails() ? nullptr : __real_malloc(size); }
+void *__wrap_malloc(size_t size) {
+    return this_one_fails() ? nullptr : __real_malloc(size);
+}
 
 void *__wrap_calloc(size_t count, size_t size) {
     return this_one_fails() ? nullptr : __real_calloc(count, size);
@@ -32,9 +36,17 @@ void *__wrap_realloc(void *block, size_t size) {
 
 namespace zep_test {
 
-failing_malloc::failing_malloc(uint64_t fail_at) { g_fail_at = g_made.load() + fail_at; }
-failing_malloc::~failing_malloc() { g_fail_at = NEVER; }
-bool failing_malloc::has_failed() const { return g_made.load() > g_fail_at.load(); }
-uint64_t allocations_made() { return g_made.load(); }
+failing_malloc::failing_malloc(uint64_t fail_at) {
+    g_fail_at = g_made.load() + fail_at;
+}
+failing_malloc::~failing_malloc() {
+    g_fail_at = NEVER;
+}
+bool failing_malloc::has_failed() const {
+    return g_made.load() > g_fail_at.load();
+}
+uint64_t allocations_made() {
+    return g_made.load();
+}
 
 }  // namespace zep_test

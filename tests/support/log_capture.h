@@ -1,11 +1,11 @@
 // Collects what the library writes to the console while it lives.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <zep_mqtt/log/log.h>
-
 #include <cstdio>
+#include <gtest/gtest.h>
 #include <string>
+
+#include <zep_mqtt/log/log.h>
 
 namespace zep_test {
 
