@@ -7,7 +7,6 @@ using namespace zep_test;
 
 class qos_retransmission : public qos_fixture {
  protected:
-    using qos_fixture::check;
     bytes check(uint32_t capacity = 1024) { return qos_fixture::check(qos(), capacity); }
 
     // The PUBLISH with DUP of a message of the fixture.
