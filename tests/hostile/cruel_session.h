@@ -1,0 +1,211 @@
+// A session with every kind of packet, in a world that spoils it; and what holds whatever happens:
+// the client finds back, and what it believes is what the broker saw.
+#pragma once
+
+#include <algorithm>
+#include <bitset>
+#include <map>
+#include <set>
+#include <thread>
+
+#include "hostile/fault_proxy.h"
+#include "hostile/model_broker.h"
+#include "support/client_fixture.h"
+
+namespace zep_test {
+
+// What a client says when it gives a connection up.
+inline const std::string LOST = "failed result=-4";
+
+class cruel_session : public both_versions {
+ protected:
+    void SetUp() override {
+        both_versions::SetUp();
+        agent_log_set_level(AGENT_LOG_FATAL);
+        config.broker_port = proxy.port();
+        config.reconnect_interval_ms = 0;
+    }
+
+    // Up to the CONNECT. Either step may fail once, for want of memory.
+    void start() {
+        model = model_broker(*v);
+        happened.clear();
+        connections = 0;
+        for (int tries = 0; tries < 2 && (!client || !client->conn_info); tries++) {
+            destroy();
+            client = mqtt_client_create(&config, callback_recorder::core_message,
+                                        callback_recorder::response, &callbacks);
+        }
+        EXPECT_TRUE(mqtt_client_connect(client) == 0 || mqtt_client_connect(client) == 0);
+        take_client();
+    }
+
+    void take_client() {
+        EXPECT_TRUE(proxy.accept());
+        broker.close();
+        broker.accept();
+        connections++;
+        taken_ = heard_ = 0;
+        model.connection_begins();
+    }
+
+    // What the client has sent reaches the broker, and what that answers reaches the client.
+    void flow() {
+        proxy.step();
+        const bytes arrived = broker.take(proxy.passed(TO_BROKER) - taken_);
+        const bytes answers = model.answer(arrived);
+        taken_ += arrived.size();
+        if (proxy.ended(TO_BROKER)) {
+            broker.close();
+        } else {
+            broker.send(answers);
+        }
+        proxy.step();
+    }
+
+    // The bytes flow, and then the client makes a pass if there is something to find out: an idle
+    // pass would only wait. False: there was not.
+    bool round() {
+        const bool ended = proxy.ended(TO_CLIENT);
+        std::thread other_end;  // answers while the client waits
+        if (client->state == MQTT_CLIENT_DISCONNECTED) {
+            other_end = std::thread([this] { take_client(), flow(); });
+        } else {
+            flow();
+            if (!ended && heard_ == proxy.passed(TO_CLIENT)) {
+                return false;
+            }
+            heard_ = proxy.passed(TO_CLIENT);
+        }
+        if (client->state == MQTT_CLIENT_CONNECTING && ended) {
+            age(client->connect_tick_ms, 3000);
+        }
+        pass();
+        if (other_end.joinable()) {
+            other_end.join();
+            heard_ = is_connected() ? proxy.passed(TO_CLIENT) : 0;
+        }
+        expect_books_in_order();
+        const happenings news = callbacks.take();
+        happened.insert(happened.end(), news.begin(), news.end());
+        return true;
+    }
+
+    // Plays the session on what start() began, and gives it the time that it needs to settle.
+    void endure(bool cut_off = false) {
+        play('1');
+        played[TO_BROKER] = proxy.passed(TO_BROKER);
+        played[TO_CLIENT] = proxy.passed(TO_CLIENT);
+        EXPECT_TRUE(proxy.has_struck());
+        proxy.release();
+        if (cut_off) {
+            proxy.cut_off();
+        }
+        settle();
+        expect_delivery('1', false);
+        EXPECT_LE(count(LOST), 1);
+    }
+
+    // Then everything is well again.
+    void prosper() {
+        happened.clear();
+        play('2');
+        EXPECT_TRUE(is_settled());
+        expect_delivery('2', true);
+        // Three messages, the two of a subscription, and five responses.
+        EXPECT_EQ(happened.size(), 10u) << testing::PrintToString(happened);
+        destroy();
+        proxy.cut_off();
+        broker.close();
+    }
+
+    long count(const std::string &part) const {
+        return std::count_if(happened.begin(), happened.end(), [&](const std::string &event) {
+            return event.find(part) != std::string::npos;
+        });
+    }
+
+    fault_proxy proxy{broker.port()};
+    model_broker model{*v};
+    size_t played[2] = {};      // bytes of the first play
+    std::set<int32_t> results;  // of all operations
+    long connections = 0;
+    happenings happened;
+
+ private:
+    // A payload is a letter, small from the client and great from the broker, and the suffix.
+    void play(char suffix) {
+        const auto attempt = [this](int32_t result) {
+            results.insert(result);
+            round(), round();
+            return result == 0;
+        };
+        attempt(subscribe());
+        for (uint32_t qos = 0; qos <= 2; qos++) {
+            const std::string payload = {char('c' + qos), suffix};
+            accepted_[payload] = attempt(publish(qos, payload));
+        }
+        for (uint32_t qos = 0; qos <= 2; qos++) {
+            model.publish(qos, {char('C' + qos), suffix});
+            age(client->last_activity_ms, qos == 0 ? 30000 : 0);  // a ping goes out, too
+            attempt(0);
+        }
+        attempt(unsubscribe());
+        attempt(0);
+    }
+
+    bool is_connected() const { return client->state == MQTT_CLIENT_CONNECTED; }
+    bool is_settled() const {
+        return is_connected() && !proxy.ended(TO_CLIENT) &&
+               identifiers_in_use() + messages_cached() == 0 && !model.has_open_exchanges();
+    }
+
+    void settle() {
+        for (int turn = 0; turn < 20 && !is_settled(); turn++) {
+            age_cache(30000);
+            if (!round() && !is_settled()) {
+                pass();
+            }
+        }
+        EXPECT_TRUE(is_settled());
+    }
+
+    // The counts are the lengths of the lists, the identifiers in use those of the open exchanges.
+    void expect_books_in_order() const {
+        const mqtt_session &session = client->session;
+        std::bitset<MQTT_PACKET_ID_MAX + 1> open, in_use;
+        const auto length = [&](const auto *entry) {
+            uint32_t entries = 0;
+            for (; entry != nullptr; entry = entry->next, entries++) {
+                open.set(entry->msg.msg_id);
+            }
+            return entries;
+        };
+        EXPECT_EQ(length(session.qos1_cache), session.qos1_count);
+        EXPECT_EQ(length(session.qos2_cache), session.qos2_count);
+        for (size_t id = 0; id < in_use.size(); id++) {
+            in_use[id] = session.id_in_use[id] != 0;
+            open[id] = open[id] || client->awaited_ack[id] != 0;
+        }
+        EXPECT_EQ(in_use, open);
+    }
+
+    // QoS 0 at most once, QoS 1 at least once, QoS 2 once; undisturbed all of them once. What
+    // publish refused has not gone out.
+    void expect_delivery(char suffix, bool undisturbed) {
+        for (uint32_t qos = 0; qos <= 2; qos++) {
+            const std::string sent = {char('c' + qos), suffix}, heard = {char('C' + qos), suffix};
+            const auto expect_times = [&](long times, bool accepted) {
+                EXPECT_LE(times, !accepted ? 0 : qos == 1 && !undisturbed ? 3 : 1) << sent;
+                EXPECT_GE(times, undisturbed || (accepted && qos > 0) ? 1 : 0) << sent;
+            };
+            expect_times(model.received(sent), accepted_[sent]);
+            expect_times(count("[" + heard), true);
+        }
+    }
+
+    std::map<std::string, bool> accepted_;  // what publish said, by payload
+    size_t taken_ = 0, heard_ = 0;          // by broker and client, of this connection
+};
+
+}  // namespace zep_test

@@ -1,0 +1,114 @@
+// Whatever the wire does to a session, at whichever byte.
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <sys/socket.h>
+
+#include <zep_mqtt/net/adapter.h>
+
+#include "hostile/cruel_session.h"
+
+namespace {
+
+using namespace zep_test;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+class cruel_wire_test : public cruel_session {
+ protected:
+    void survive_one(const wire_fault &spoilt) {
+        proxy.arm(spoilt);
+        start();
+        round();
+        endure(spoilt.kind == fault::drop);
+        const long lost_links = count("CONNACK ok") - 1;
+        EXPECT_LE(count(LOST), lost_links);
+        untold += lost_links - count(LOST);
+        prosper();
+    }
+
+    void survive_at_every_byte(fault kind, int steps = 0) {
+        survive_one({});
+        const size_t length[] = {played[TO_BROKER], played[TO_CLIENT]};
+        for (const direction way : {TO_BROKER, TO_CLIENT}) {
+            for (size_t at = 0; at <= length[way] && !HasFailure(); at++) {
+                SCOPED_TRACE("direction " + std::to_string(way) + ", byte " + std::to_string(at));
+                survive_one({kind, way, at, steps});
+            }
+        }
+        EXPECT_LE(untold, 1);  // where it is the ping that finds out
+    }
+
+    long untold = 0;
+};
+INSTANTIATE_TEST_SUITE_P(, cruel_wire_test, testing::Values(&V311, &V50), version_name);
+
+TEST_P(cruel_wire_test, every_stream_may_be_cut_in_two) {
+    survive_at_every_byte(fault::hold, 1);
+}
+TEST_P(cruel_wire_test, everything_may_come_late) {
+    survive_at_every_byte(fault::hold, 9);
+}
+TEST_P(cruel_wire_test, everything_may_come_in_one_piece) {
+    survive_at_every_byte(fault::hold, INT_MAX);
+}
+TEST_P(cruel_wire_test, everything_may_vanish) {
+    survive_at_every_byte(fault::drop);
+}
+TEST_P(cruel_wire_test, either_direction_may_end) {
+    survive_at_every_byte(fault::half_close);
+}
+TEST_P(cruel_wire_test, the_link_may_be_reset) {
+    survive_at_every_byte(fault::reset);
+}
+
+TEST_P(cruel_wire_test, who_stops_reading_is_waited_for_once_and_never_written_to_again) {
+    const bytes packet = lay(is_50() ? PUBACK : "30 87 07 0001 't' 78*900", 7);
+    start();
+    round();
+    const size_t before = proxy.passed(TO_BROKER);
+    proxy.arm({fault::stall, TO_BROKER, before});
+    proxy.step();
+    const int least = 1;
+    setsockopt(g_adapter_ctx[client->net_index].sock, SOL_SOCKET, SO_SNDBUF, &least, sizeof least);
+    const auto time_to_write = [this] {
+        const auto began = steady_clock::now();
+        if (is_50()) {
+            broker.send(v->publish1, 7);
+            proxy.step();
+            pass();  // acknowledges
+        } else {
+            publish(0, std::string(900, 'x'));
+        }
+        return steady_clock::now() - began;
+    };
+    size_t written = 0;
+    auto longest = time_to_write();
+    for (; longest < milliseconds(1000) && written < 100000; written++) {
+        longest = time_to_write();
+    }
+    EXPECT_GE(longest, milliseconds(2900));
+    EXPECT_LE(longest, milliseconds(3900));
+    const auto began = steady_clock::now();
+    EXPECT_EQ(publish(0), MQTT_ERR_INTERNAL);
+    pass();
+    EXPECT_LE(steady_clock::now() - began, milliseconds(1000));
+    EXPECT_EQ(callbacks.take().back(), "DISCONNECT " + LOST);
+    expect_disconnected();
+
+    // Whole packets, and perhaps a part of the one that was given up.
+    proxy.release();
+    bytes stream;
+    while (!proxy.ended(TO_BROKER)) {
+        proxy.step();
+        const bytes more = broker.take(proxy.passed(TO_BROKER) - before - stream.size());
+        stream.insert(stream.end(), more.begin(), more.end());
+    }
+    for (size_t at = 0; at < stream.size(); at++) {
+        ASSERT_EQ(stream[at], packet[at % packet.size()]) << at;
+    }
+    EXPECT_EQ(stream.size() / packet.size(), written);
+    broker.close();
+}
+
+}  // namespace
