@@ -45,7 +45,7 @@ void release_awaited(mqtt_client &client, uint16_t id) {
 }
 
 void release_awaited(mqtt_client &client) {
-    for (uint16_t id = 1; id < std::size(client.awaited_ack); ++id) {
+    for (uint16_t id = MQTT_PACKET_ID_MIN; id <= MQTT_PACKET_ID_MAX; ++id) {
         const uint8_t ack_type = client.awaited_ack[id];
         if (ack_type != 0 && is_awaited(client, id, ack_type)) {
             release_awaited(client, id);
