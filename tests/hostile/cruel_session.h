@@ -51,7 +51,7 @@ class cruel_session : public both_versions {
 
     // What the client has sent reaches the broker, and what that answers reaches the client.
     void flow() {
-        proxy.step();
+        proxy.step(TO_BROKER);
         const bytes arrived = broker.take(proxy.passed(TO_BROKER) - taken_);
         const bytes answers = model.answer(arrived);
         taken_ += arrived.size();
@@ -60,7 +60,7 @@ class cruel_session : public both_versions {
         } else {
             broker.send(answers);
         }
-        proxy.step();
+        proxy.step(TO_CLIENT);
     }
 
     // The bytes flow, and then the client makes a pass if there is something to find out: an idle

@@ -27,16 +27,17 @@ class cruel_wire_test : public cruel_session {
         prosper();
     }
 
-    void survive_at_every_byte(fault kind, int steps = 0) {
+    void survive_at_every(size_t stride, fault kind, int steps = 0) {
         survive_one({});
         const size_t length[] = {played[TO_BROKER], played[TO_CLIENT]};
         for (const direction way : {TO_BROKER, TO_CLIENT}) {
-            for (size_t at = 0; at <= length[way] && !HasFailure(); at++) {
+            for (size_t at = 0; at <= length[way] && !HasFailure(); at += stride) {
                 SCOPED_TRACE("direction " + std::to_string(way) + ", byte " + std::to_string(at));
                 survive_one({kind, way, at, steps});
             }
         }
-        EXPECT_LE(untold, 1);  // where it is the ping that finds out
+        // Where it is the ping, sent while this message arrives, that finds out.
+        EXPECT_LE(untold, static_cast<long>(lay(v->publish0).size()));
     }
 
     long untold = 0;
@@ -44,22 +45,22 @@ class cruel_wire_test : public cruel_session {
 INSTANTIATE_TEST_SUITE_P(, cruel_wire_test, testing::Values(&V311, &V50), version_name);
 
 TEST_P(cruel_wire_test, every_stream_may_be_cut_in_two) {
-    survive_at_every_byte(fault::hold, 1);
+    survive_at_every(1, fault::hold, 1);
 }
 TEST_P(cruel_wire_test, everything_may_come_late) {
-    survive_at_every_byte(fault::hold, 9);
+    survive_at_every(3, fault::hold, 5);
 }
 TEST_P(cruel_wire_test, everything_may_come_in_one_piece) {
-    survive_at_every_byte(fault::hold, INT_MAX);
+    survive_at_every(3, fault::hold, INT_MAX);
 }
 TEST_P(cruel_wire_test, everything_may_vanish) {
-    survive_at_every_byte(fault::drop);
+    survive_at_every(3, fault::drop);
 }
 TEST_P(cruel_wire_test, either_direction_may_end) {
-    survive_at_every_byte(fault::half_close);
+    survive_at_every(3, fault::half_close);
 }
 TEST_P(cruel_wire_test, the_link_may_be_reset) {
-    survive_at_every_byte(fault::reset);
+    survive_at_every(1, fault::reset);
 }
 
 TEST_P(cruel_wire_test, who_stops_reading_is_waited_for_once_and_never_written_to_again) {
@@ -68,14 +69,14 @@ TEST_P(cruel_wire_test, who_stops_reading_is_waited_for_once_and_never_written_t
     round();
     const size_t before = proxy.passed(TO_BROKER);
     proxy.arm({fault::stall, TO_BROKER, before});
-    proxy.step();
+    proxy.step(TO_BROKER);
     const int least = 1;
     setsockopt(g_adapter_ctx[client->net_index].sock, SOL_SOCKET, SO_SNDBUF, &least, sizeof least);
     const auto time_to_write = [this] {
         const auto began = steady_clock::now();
         if (is_50()) {
             broker.send(v->publish1, 7);
-            proxy.step();
+            proxy.step(TO_CLIENT);
             pass();  // acknowledges
         } else {
             publish(0, std::string(900, 'x'));
@@ -100,7 +101,7 @@ TEST_P(cruel_wire_test, who_stops_reading_is_waited_for_once_and_never_written_t
     proxy.release();
     bytes stream;
     while (!proxy.ended(TO_BROKER)) {
-        proxy.step();
+        proxy.step(TO_BROKER);
         const bytes more = broker.take(proxy.passed(TO_BROKER) - before - stream.size());
         stream.insert(stream.end(), more.begin(), more.end());
     }

@@ -67,7 +67,7 @@ bool fault_proxy::accept() {
     return readable(readers[TO_CLIENT]);
 }
 
-void fault_proxy::move(direction way) {
+void fault_proxy::step(direction way) {
     stream &moved = streams_[way];
     if (moved.reader < 0 || moved.state == fault::stall) {
         return;

@@ -42,11 +42,8 @@ class fault_proxy {
 
     // Waits for a client and its first bytes, and connects it with the broker. False: nobody came.
     bool accept();
-    // Passes on what has arrived on either side.
-    void step() {
-        move(TO_BROKER);
-        move(TO_CLIENT);
-    }
+    // Passes on what has arrived for this reader.
+    void step(direction way);
     // Resets the client and leaves the broker.
     void cut_off();
 
@@ -63,7 +60,6 @@ class fault_proxy {
         int held_for = 0;  // steps of a hold
         bool ended = true;
     };
-    void move(direction way);
     void strike(stream &struck);
     void pass_on(stream &way, size_t count);
     void close();
