@@ -36,8 +36,9 @@ class cruel_wire_test : public cruel_session {
                 survive_one({kind, way, at, steps});
             }
         }
-        // Where it is the ping, sent while this message arrives, that finds out.
-        EXPECT_LE(untold, static_cast<long>(lay(v->publish0).size()));
+        // A ping that cannot be sent ends the connection without telling; 16 bytes move in its
+        // round.
+        EXPECT_LE(untold, 16);
     }
 
     long untold = 0;
@@ -64,22 +65,20 @@ TEST_P(cruel_wire_test, the_link_may_be_reset) {
 }
 
 TEST_P(cruel_wire_test, who_stops_reading_is_waited_for_once_and_never_written_to_again) {
-    const bytes packet = lay(is_50() ? PUBACK : "30 87 07 0001 't' 78*900", 7);
     start();
     round();
     const size_t before = proxy.passed(TO_BROKER);
     proxy.arm({fault::stall, TO_BROKER, before});
-    proxy.step(TO_BROKER);
+    proxy.step();
     const int least = 1;
     setsockopt(g_adapter_ctx[client->net_index].sock, SOL_SOCKET, SO_SNDBUF, &least, sizeof least);
     const auto time_to_write = [this] {
         const auto began = steady_clock::now();
         if (is_50()) {
-            broker.send(v->publish1, 7);
-            proxy.step(TO_CLIENT);
+            proxy.send(lay(v->publish1, 7));
             pass();  // acknowledges
         } else {
-            publish(0, std::string(900, 'x'));
+            publish(0);
         }
         return steady_clock::now() - began;
     };
@@ -96,20 +95,14 @@ TEST_P(cruel_wire_test, who_stops_reading_is_waited_for_once_and_never_written_t
     EXPECT_LE(steady_clock::now() - began, milliseconds(1000));
     EXPECT_EQ(callbacks.take().back(), "DISCONNECT " + LOST);
     expect_disconnected();
+    destroy();
 
-    // Whole packets, and perhaps a part of the one that was given up.
-    proxy.release();
-    bytes stream;
-    while (!proxy.ended(TO_BROKER)) {
-        proxy.step(TO_BROKER);
-        const bytes more = broker.take(proxy.passed(TO_BROKER) - before - stream.size());
-        stream.insert(stream.end(), more.begin(), more.end());
+    // The broker has got whole packets, and perhaps a part of the one that was given up.
+    for (proxy.release(); !proxy.ended();) {
+        proxy.step();
     }
-    for (size_t at = 0; at < stream.size(); at++) {
-        ASSERT_EQ(stream[at], packet[at % packet.size()]) << at;
-    }
-    EXPECT_EQ(stream.size() / packet.size(), written);
-    broker.close();
+    const size_t size = lay(is_50() ? PUBACK : v->publish0).size();
+    EXPECT_EQ((proxy.passed(TO_BROKER) - before) / size, written);
 }
 
 }  // namespace

@@ -22,27 +22,19 @@ bool readable(int sock) {
     return poll(&waiting, 1, BOUND_MS) > 0;
 }
 
-// Runs bind() or connect().
-template <typename Call>
-int socket_at(uint16_t port, Call call) {
-    const int sock = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(call(sock, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-    return sock;
-}
-
 }  // namespace
 
-fault_proxy::fault_proxy(uint16_t broker_port)
-    : listener_(socket_at(0, bind)), broker_port_(broker_port) {
+fault_proxy::fault_proxy(model_broker &broker)
+    : broker_(broker), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
+    auto *generic = reinterpret_cast<sockaddr *>(&address);
     setsockopt(listener_, SOL_SOCKET, SO_RCVBUF, &WINDOW, sizeof WINDOW);
+    EXPECT_EQ(bind(listener_, generic, size), 0);
     EXPECT_EQ(listen(listener_, 8), 0);
-    EXPECT_EQ(getsockname(listener_, reinterpret_cast<sockaddr *>(&address), &size), 0);
+    EXPECT_EQ(getsockname(listener_, generic, &size), 0);
     port_ = ntohs(address.sin_port);
 }
 
@@ -51,77 +43,81 @@ fault_proxy::~fault_proxy() {
     ::close(listener_);
 }
 
-bool fault_proxy::accept() {
+void fault_proxy::accept() {
     close();
-    if (!readable(listener_)) {
-        return false;
-    }
-    const int readers[] = {socket_at(broker_port_, connect), ::accept(listener_, nullptr, nullptr)};
-    for (const direction way : {TO_BROKER, TO_CLIENT}) {
-        const int on = 1;
-        setsockopt(readers[way], IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        streams_[way] = {};
-        streams_[way].reader = readers[way];
-        streams_[way].ended = false;
-    }
-    return readable(readers[TO_CLIENT]);
+    ASSERT_TRUE(readable(listener_)) << "nobody connected";
+    client_ = ::accept(listener_, nullptr, nullptr);
+    const int on = 1;
+    setsockopt(client_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    streams_[TO_BROKER] = streams_[TO_CLIENT] = {};
+    ended_ = false;
+    broker_.connection_begins();
+    EXPECT_TRUE(readable(client_));
 }
 
-void fault_proxy::step(direction way) {
-    stream &moved = streams_[way];
-    if (moved.reader < 0 || moved.state == fault::stall) {
+void fault_proxy::step() {
+    if (client_ < 0) {
         return;
     }
     uint8_t buffer[65536];
-    const ssize_t got = recv(streams_[1 - way].reader, buffer, sizeof buffer, MSG_DONTWAIT);
-    const bool sender_ended = got == 0 || (got < 0 && errno != EAGAIN);
-    moved.pending.insert(moved.pending.end(), buffer, buffer + std::max<ssize_t>(got, 0));
-    if (!has_struck() && armed_.way == way && moved.passed + moved.pending.size() >= armed_.at) {
-        strike(moved);
-    } else if (moved.state != fault::hold || --moved.held_for < 0) {
-        pass_on(moved, moved.pending.size());
+    const bool stalls = streams_[TO_BROKER].state == fault::stall;
+    const ssize_t got = stalls ? 0 : recv(client_, buffer, sizeof buffer, MSG_DONTWAIT);
+    if (!stalls && (got == 0 || (got < 0 && errno != EAGAIN))) {
+        return close();
     }
-    if (sender_ended) {
+    const bytes taken = through(TO_BROKER, bytes(buffer, buffer + std::max<ssize_t>(got, 0)));
+    send(through(TO_CLIENT, broker_.answer(taken)));
+    if (streams_[TO_BROKER].state == fault::half_close) {
         close();
+    } else if (streams_[TO_CLIENT].state == fault::half_close) {
+        ended_ = shutdown(client_, SHUT_WR) == 0;
+    } else if (streams_[TO_BROKER].state == fault::reset ||
+               streams_[TO_CLIENT].state == fault::reset) {
+        reset();
     }
 }
 
-void fault_proxy::strike(stream &struck) {
-    const wire_fault now = std::exchange(armed_, {});
-    pass_on(struck, now.at - struck.passed);
-    struck.state = now.kind;
-    struck.held_for = now.steps;
-    if (now.kind == fault::half_close) {
-        shutdown(struck.reader, SHUT_WR);
-        struck.ended = true;
-    } else if (now.kind == fault::reset) {
-        cut_off();
+// What gets through now.
+bytes fault_proxy::through(direction way, const bytes &arrived) {
+    stream &s = streams_[way];
+    s.pending.insert(s.pending.end(), arrived.begin(), arrived.end());
+    size_t count = s.pending.size();
+    if (!has_struck() && armed_.way == way && s.passed + count >= armed_.at) {
+        const wire_fault now = std::exchange(armed_, {});
+        count = now.at - s.passed;
+        s.state = now.kind;
+        s.held_for = now.steps;
+    } else if (s.state == fault::hold && s.held_for > 0) {
+        s.held_for--;
+        count = 0;
+    } else if (s.state != fault::none && s.state != fault::hold) {
+        s.pending.clear();
+        count = 0;
+    }
+    s.passed += count;
+    const auto end = s.pending.begin() + static_cast<std::ptrdiff_t>(count);
+    const bytes passing(s.pending.begin(), end);
+    s.pending.erase(s.pending.begin(), end);
+    return passing;
+}
+
+void fault_proxy::send(const bytes &packet) {
+    if (client_ >= 0 && !ended_) {
+        (void)!::send(client_, packet.data(), packet.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     }
 }
 
-void fault_proxy::pass_on(stream &way, size_t count) {
-    if (way.state != fault::drop && way.state != fault::half_close) {
-        const ssize_t sent =
-            send(way.reader, way.pending.data(), count, MSG_DONTWAIT | MSG_NOSIGNAL);
-        count = static_cast<size_t>(std::max<ssize_t>(sent, 0));
-        way.passed += count;
-    }
-    way.pending.erase(way.pending.begin(), way.pending.begin() + static_cast<ptrdiff_t>(count));
-}
-
-void fault_proxy::cut_off() {
+void fault_proxy::reset() {
     const linger at_once = {1, 0};
-    setsockopt(streams_[TO_CLIENT].reader, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+    setsockopt(client_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
     close();
 }
 
 void fault_proxy::close() {
-    for (stream &either : streams_) {
-        if (either.reader >= 0) {
-            ::close(std::exchange(either.reader, -1));
-        }
-        either.ended = true;
+    if (client_ >= 0) {
+        ::close(std::exchange(client_, -1));
     }
+    ended_ = true;
 }
 
 }  // namespace zep_test

@@ -1,9 +1,9 @@
-// A cruel wire: a TCP proxy on 127.0.0.1 between a client and a broker that spoils one connection
-// at one byte. Nothing moves but inside accept() and step(), so that a test decides who sees what
-// when; neither waits longer than two seconds.
+// A cruel wire: a proxy on 127.0.0.1, with a broker right behind it, that spoils one connection at
+// one byte. Bytes move only inside accept() and step(), so that a test decides who sees what when;
+// nothing waits longer than two seconds.
 #pragma once
 
-#include "support/packets.h"
+#include "hostile/model_broker.h"
 
 namespace zep_test {
 
@@ -13,9 +13,9 @@ enum class fault {
     none,
     hold,        // what follows waits for so many steps and then comes in one piece
     drop,        // what follows vanishes
-    stall,       // what follows is not taken from its sender any more
-    half_close,  // the reader sees the end of the stream; the other direction goes on
-    reset,       // the client sees a reset, the broker the end of the stream
+    stall,       // what follows is not taken from the client any more
+    half_close,  // the reader sees the end of the stream; a client may still send, a broker leaves
+    reset,       // the client sees a reset
 };
 
 struct wire_fault {
@@ -27,7 +27,7 @@ struct wire_fault {
 
 class fault_proxy {
  public:
-    explicit fault_proxy(uint16_t broker_port);
+    explicit fault_proxy(model_broker &broker);
     ~fault_proxy();
     fault_proxy(const fault_proxy &) = delete;
     fault_proxy &operator=(const fault_proxy &) = delete;
@@ -40,34 +40,35 @@ class fault_proxy {
     // What is held or stalled goes on with the next step.
     void release() { streams_[TO_BROKER].state = streams_[TO_CLIENT].state = fault::none; }
 
-    // Waits for a client and its first bytes, and connects it with the broker. False: nobody came.
-    bool accept();
-    // Passes on what has arrived for this reader.
-    void step(direction way);
-    // Resets the client and leaves the broker.
-    void cut_off();
+    // Waits for a client and its first bytes.
+    void accept();
+    // What has arrived goes to the broker, and what that answers goes to the client.
+    void step();
+    // Past the broker, to the client.
+    void send(const bytes &packet);
+    void reset();
 
-    // Bytes of this connection that have got through, and whether their reader has seen the end.
+    // Bytes of this connection that have got through.
     size_t passed(direction way) const { return streams_[way].passed; }
-    bool ended(direction way) const { return streams_[way].ended; }
+    // Whether the client has been sent the end.
+    bool ended() const { return ended_; }
 
  private:
     struct stream {
-        int reader = -1;  // a socket
         bytes pending;
         size_t passed = 0;
         fault state = fault::none;
         int held_for = 0;  // steps of a hold
-        bool ended = true;
     };
-    void strike(stream &struck);
-    void pass_on(stream &way, size_t count);
+    bytes through(direction way, const bytes &arrived);
     void close();
 
+    model_broker &broker_;
     stream streams_[2];
     wire_fault armed_;
-    int listener_;
-    uint16_t port_ = 0, broker_port_;
+    int listener_, client_ = -1;
+    uint16_t port_ = 0;
+    bool ended_ = true;
 };
 
 }  // namespace zep_test
