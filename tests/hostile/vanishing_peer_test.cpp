@@ -1,0 +1,150 @@
+// A peer that vanishes without a word: mosquitto and the client, each in a network namespace that
+// exists for this process only, and a wire between them that falls silent. Needs root, or a system
+// that lets users make namespaces; else it is skipped.
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <iostream>
+#include <optional>
+#include <sched.h>
+#include <thread>
+#include <unistd.h>
+
+#include "support/client_fixture.h"
+#include "support/mosquitto.h"
+
+namespace {
+
+using namespace zep_test;
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+void run(const std::string &command) {
+    EXPECT_EQ(std::system(("PATH=$PATH:/usr/sbin:/sbin; " + command).c_str()), 0) << command;
+}
+
+// Goes when nobody is in it any more and nobody holds it.
+class network_namespace {
+ public:
+    ~network_namespace() { close(handle_); }
+
+    // Makes it, with a loopback, and moves the calling thread there. False: that is not allowed.
+    bool found() {
+        if (unshare(CLONE_NEWNET) != 0) {
+            return false;
+        }
+        handle_ = open("/proc/thread-self/ns/net", O_RDONLY);  // for child processes, too
+        run("ip link set lo up");
+        return handle_ >= 0;
+    }
+    void enter() const { EXPECT_EQ(setns(handle_, CLONE_NEWNET), 0); }
+    std::string path() const { return "/proc/self/fd/" + std::to_string(handle_); }
+
+ private:
+    int handle_ = -1;
+};
+
+// Who is not root becomes it in a user namespace.
+bool may_make_namespaces() {
+    const std::string user = std::to_string(geteuid());
+    if (user != "0" && unshare(CLONE_NEWUSER) == 0) {
+        std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
+    }
+    return geteuid() == 0;
+}
+
+class vanishing_peer_test : public both_versions {
+ protected:
+    static constexpr uint32_t KEEP_ALIVE = 4;
+
+    void SetUp() override {
+        both_versions::SetUp();
+        agent_log_set_level(AGENT_LOG_WARN);
+        if (!may_make_namespaces() || !here.found() || !there.found()) {
+            GTEST_SKIP() << "no network namespaces for this user";
+        }
+        run("ip link add name far type veth peer name near netns " + here.path());
+        run("ip address add 192.0.2.2/30 dev far && ip link set far up");
+        distant.emplace("listener 1883 192.0.2.2\n");
+        here.enter();
+        run("ip address add 192.0.2.1/30 dev near && ip link set near up");
+
+        std::strcpy(config.broker_host, "192.0.2.2");
+        config.broker_port = 1883;
+        config.keep_alive = KEEP_ALIVE;
+        config.reconnect_interval_ms = 100;
+        create();
+        EXPECT_EQ(mqtt_client_connect(client), 0);
+        loop_until({"CONNACK ok"}, 5s);
+    }
+
+    // Everything that happens until these callbacks have been made is these callbacks.
+    void loop_until(const happenings &expected, std::chrono::milliseconds bound, where at = {}) {
+        happenings happened;
+        for (const auto end = steady_clock::now() + bound;
+             happened.size() < expected.size() && steady_clock::now() < end;) {
+            pass();
+            const happenings news = callbacks.take();
+            happened.insert(happened.end(), news.begin(), news.end());
+        }
+        if (happened != expected) {
+            ADD_FAILURE_AT(at.file, at.line) << "expected " << testing::PrintToString(expected)
+                                             << "\nhappened " << testing::PrintToString(happened);
+        }
+    }
+
+    void silence() {
+        there.enter();
+        run("nft 'table inet silence {"
+            "  chain in { type filter hook input priority 0; policy drop; };"
+            "  chain out { type filter hook output priority 0; policy drop; };"
+            "}'");
+        here.enter();
+        silent_since = steady_clock::now();
+    }
+
+    void expect_lost_in_time() {
+        constexpr auto BOUND = KEEP_ALIVE * 1500ms;
+        loop_until({"DISCONNECT failed result=-4"}, BOUND);
+        const auto noticed = steady_clock::now() - silent_since;
+        EXPECT_LE(noticed, BOUND);
+        std::cerr << "noticed after " << noticed / 1ms << " ms, keep-alive interval "
+                  << KEEP_ALIVE * 1000 << " ms\n";  // stdout is the log's
+    }
+
+    // The silence ends while the client tries to reconnect.
+    void expect_reconnects_and_works(const happenings &expected) {
+        std::thread repair([this] {
+            there.enter();
+            std::this_thread::sleep_for(1s);
+            run("nft delete table inet silence");
+        });
+        loop_until(expected, 20s);
+        repair.join();
+        EXPECT_EQ(publish(1), 0);
+        loop_until({"PUBACK ok id=1"}, 5s);
+        EXPECT_EQ(messages_cached() + identifiers_in_use(), 0u);
+    }
+
+    network_namespace here, there;
+    std::optional<mosquitto> distant;
+    steady_clock::time_point silent_since;
+};
+INSTANTIATE_TEST_SUITE_P(, vanishing_peer_test, testing::Values(&V311, &V50), version_name);
+
+TEST_P(vanishing_peer_test, is_noticed_by_an_idle_client) {
+    silence();
+    expect_lost_in_time();
+    expect_reconnects_and_works({"CONNACK ok"});
+}
+
+TEST_P(vanishing_peer_test, is_noticed_during_an_exchange) {
+    silence();
+    EXPECT_EQ(publish(1), 0);
+    expect_lost_in_time();
+    expect_reconnects_and_works({"CONNACK ok", "PUBACK ok id=1"});
+}
+
+}  // namespace
