@@ -36,8 +36,8 @@ TEST_P(starved_session_test, tells_the_application) {
     handle.cfg.mqtt_ver = is_50() ? ZEP_MQTT_SDK_VERSION_50 : 0;
     handle.cfg.v50_max_pkt_size = 1028;
     const uint8_t payload = 'x';
-    for (const uint32_t qos : {1, 2}) {
-        for (const uint64_t fail_at : {0, 1, 2}) {  // entry, topic, payload
+    for (const uint32_t qos : {1u, 2u}) {
+        for (const uint64_t fail_at : {0u, 1u, 2u}) {  // entry, topic, payload
             const failing_malloc starved(fail_at);
             const zep_mqtt_sdk_msg msg = {"t", &payload, 1, qos, 0, 0};
             EXPECT_EQ(zep_mqtt_sdk_client_publish(&handle, &msg),

@@ -58,8 +58,12 @@ class model_broker {
         answers_.insert(answers_.end(), packet.begin(), packet.end());
     }
 
+    static unsigned identifier(const bytes &packet, size_t at) {
+        return packet[at] * 256u + packet[at + 1];
+    }
+
     void receive(const bytes &publish) {
-        const unsigned qos = publish[0] >> 1 & 3, id = publish[5] << 8 | publish[6];
+        const unsigned qos = publish[0] >> 1 & 3u, id = identifier(publish, 5);
         if (qos < 2 || inbound_.insert(id).second) {
             received_[std::string(publish.end() - 2, publish.end())]++;
         }
@@ -75,7 +79,7 @@ class model_broker {
                                          PUBCOMP,  "",       v_->suback, "", v_->unsuback, "",
                                          PINGRESP, "",       "",         ""};
         const unsigned type = packet[0] >> 4;
-        const unsigned id = packet.size() < 4 ? 0 : packet[2] << 8 | packet[3];
+        const unsigned id = packet.size() < 4 ? 0 : identifier(packet, 2);
         send(lay(answers[type], id));
         switch (type) {
             case MQTT_PACKET_CONNECT:
