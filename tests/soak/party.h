@@ -1,0 +1,84 @@
+// A client that publishes numbered messages to one party and gets those of another one, over a wire
+// that sees all of it. After every pass of its loop its accounts must be in order: nothing is lost
+// on our side, and nothing comes from nowhere.
+#pragma once
+
+#include <atomic>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <zep_mqtt_sdk.h>
+
+#include "soak/ledger.h"
+#include "soak/wire.h"
+
+namespace zep_test {
+
+class party {
+ public:
+    // Publishes to the next one of all the ledgers' owners.
+    party(int index, uint32_t version, uint16_t broker_port, bool unreliable_wire,
+          std::vector<ledger> &ledgers);
+    ~party();
+    party(const party &) = delete;
+    party &operator=(const party &) = delete;
+
+    void turn();
+    // The next message of every QoS, unless too many are open.
+    void publish();
+    // With another client, which knows nothing of what was open.
+    void reopen();
+    void let_wire_be(bool unreliable) { wire_.let_be(unreliable); }
+
+    // For every thread, as of the last pass: subscriptions so far, whether the last one stands, and
+    // whether nothing is open then.
+    std::atomic<unsigned> subscriptions{0};
+    std::atomic<bool> ready{false}, settled{false};
+
+ private:
+    struct open_exchange {
+        unsigned qos, number;
+        uint32_t retries;
+        uint64_t sent;  // ms tick of the last transmission
+    };
+
+    void open_client();
+    void close_client();
+    bool is_ready() const;
+    bool is_settled() const;
+    unsigned cached() const;  // messages
+    void subscribe();
+    void publish_one(unsigned qos);
+    std::map<unsigned, open_exchange> cached_exchanges() const;
+    void settle_accounts(const std::map<unsigned, open_exchange> &before);
+
+    static void on_message(const zep_mqtt_sdk_msg *message);
+    static void on_response(const mqtt_broker_resp *response);
+    void deliver(const zep_mqtt_sdk_msg &message);
+    void respond(const mqtt_broker_resp &response);
+    void wire_connected();
+    void wire_passes(const passing_packet &packet);
+
+    const int index_, recipient_;
+    const uint32_t version_;
+    std::vector<ledger> &ledgers_;
+    ledger &mine_;
+    unsigned next_[3] = {};
+    std::set<unsigned> answered_;  // identifiers, in this pass
+    bool subscribed_ = false, subscribing_ = false;
+
+    mutable std::mutex lock_;                    // of what the wire has seen of its connection:
+    std::deque<std::string> owed_;               // topics of messages to be delivered next
+    std::set<unsigned> incoming_;                // QoS 2, between PUBLISH and PUBREL
+    std::map<unsigned, std::string> published_;  // topics, by identifier; of all connections
+    bool excused_ = false;                       // from delivering what is owed
+
+    wire wire_;
+    zep_mqtt_sdk_client *client_ = nullptr;
+};
+
+}  // namespace zep_test

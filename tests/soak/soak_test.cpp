@@ -1,0 +1,264 @@
+// The library and mosquitto in bad company: brokers that die, wires that break, many threads, much
+// time. Every message is accounted for. How long it all takes is told by the environment.
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <memory>
+#include <random>
+#include <thread>
+#include <unistd.h>
+
+#include "soak/party.h"
+#include "support/mosquitto.h"
+
+namespace {
+
+using namespace zep_test;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using std::chrono::steady_clock;
+
+// mosquitto closes a connection that exceeds a limit of its own.
+const char NO_LIMITS[] = "max_inflight_messages 0\nmax_queued_messages 0\n";
+
+// A setting from the environment.
+int setting(const char *name, int otherwise) {
+    const char *value = std::getenv(name);
+    return value != nullptr ? std::atoi(value) : otherwise;
+}
+
+struct plan {
+    int parties, threads;
+    std::vector<uint32_t> versions;  // of one party after the other
+    bool unreliable_wires;
+    milliseconds pause;  // between two messages of a party
+    seconds life;        // of a client, 0 for ever
+    size_t capacity;     // messages of a party at each QoS
+};
+
+// Parties in a ring, driven by threads.
+class company {
+ public:
+    company(plan p, uint16_t broker_port) : plan_(std::move(p)) {
+        for (int i = 0; i < plan_.parties; i++) {
+            ledgers_.emplace_back(plan_.capacity);
+        }
+        for (int i = 0; i < plan_.parties; i++) {
+            const uint32_t version = plan_.versions[static_cast<size_t>(i) % plan_.versions.size()];
+            parties_.push_back(
+                std::make_unique<party>(i, version, broker_port, plan_.unreliable_wires, ledgers_));
+        }
+        for (int i = 0; i < plan_.threads; i++) {
+            threads_.emplace_back([this, i] { drive(i); });
+        }
+        subscriptions_.assign(parties_.size(), 0);
+    }
+    ~company() {
+        ending_ = true;
+        for (std::thread &each : threads_) {
+            each.join();
+        }
+    }
+    company(const company &) = delete;
+    company &operator=(const company &) = delete;
+
+    void restart(mosquitto &broker) {
+        std::transform(parties_.begin(), parties_.end(), subscriptions_.begin(),
+                       [](const auto &each) { return each->subscriptions.load(); });
+        broker.kill();
+        broker.start();
+    }
+    // Whether everybody has subscribed since the last restart.
+    bool is_up(seconds bound) const {
+        return wait(bound, 1, [this](size_t i) {
+            return parties_[i]->ready && parties_[i]->subscriptions > subscriptions_[i];
+        });
+    }
+    // Nothing more goes wrong, nothing more is published, and what is open comes to its end.
+    bool settle(seconds bound) {
+        publishing_ = false;
+        let_wires_be(false);
+        return wait(bound, 50, [this](size_t i) { return parties_[i]->settled.load(); });
+    }
+    void resume() { let_wires_be(plan_.unreliable_wires), publishing_ = true; }
+
+    // Once settled.
+    void expect_accounts_in_order() const;
+
+ private:
+    void let_wires_be(bool unreliable) {
+        for (const auto &each : parties_) {
+            each->let_wire_be(unreliable);
+        }
+    }
+
+    // Until it holds for all parties, so many times.
+    template <typename Condition>
+    bool wait(seconds bound, int times, Condition holds) const {
+        const auto end = steady_clock::now() + bound;
+        for (int held = 0; held < times; std::this_thread::sleep_for(milliseconds(10))) {
+            size_t i = 0;
+            while (i < parties_.size() && holds(i)) {
+                i++;
+            }
+            held = i == parties_.size() ? held + 1 : 0;
+            if (held == 0 && steady_clock::now() > end) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    void drive(int thread) {
+        auto next_message = steady_clock::now(), next_life = next_message + plan_.life;
+        while (!ending_) {
+            const auto now = steady_clock::now();
+            const bool publishes = publishing_ && now >= next_message;
+            const bool begins_anew = publishing_ && plan_.life > seconds(0) && now >= next_life;
+            next_message = publishes ? now + plan_.pause : next_message;
+            next_life = begins_anew ? now + plan_.life : next_life;
+            for (int i = thread; i < plan_.parties; i += plan_.threads) {
+                party &mine = *parties_[static_cast<size_t>(i)];
+                mine.turn();
+                const auto &recipient = parties_[static_cast<size_t>(i + 1) % parties_.size()];
+                if (publishes && recipient->ready) {
+                    mine.publish();
+                }
+                if (begins_anew) {
+                    mine.reopen();
+                }
+            }
+        }
+    }
+
+    const plan plan_;
+    std::vector<ledger> ledgers_;
+    std::vector<std::unique_ptr<party>> parties_;
+    std::vector<std::thread> threads_;
+    std::vector<unsigned> subscriptions_;  // of the parties at the last restart
+    std::atomic<bool> publishing_{true}, ending_{false};
+};
+
+void company::expect_accounts_in_order() const {
+    const bool is_gentle = !plan_.unreliable_wires && plan_.life == seconds(0);
+    printf(
+        "QoS  accepted  refused  acknowledged  given up  abandoned  delivered  "
+        "acknowledged and lost by the broker\n");
+    for (unsigned qos = 0; qos < 3; qos++) {
+        unsigned accepted = 0, refused = 0, acknowledged = 0, given_up = 0, abandoned = 0,
+                 delivered = 0, lost = 0;
+        for (const ledger &each : ledgers_) {
+            for (unsigned number = 0; number < each.capacity(); number++) {
+                const unsigned fate = each.of(qos, number);
+                const unsigned ended = (fate & ACKNOWLEDGED) / ACKNOWLEDGED +
+                                       (fate & GIVEN_UP) / GIVEN_UP +
+                                       (fate & ABANDONED) / ABANDONED;
+                EXPECT_EQ(ended, fate & ACCEPTED && qos > 0 ? 1u : 0u) << qos << " " << number;
+                EXPECT_FALSE(fate & REFUSED && fate & (SENT_TO_SUBSCRIBER | DELIVERED));
+                if (fate & SENT_TO_SUBSCRIBER && is_gentle) {
+                    EXPECT_TRUE(fate & DELIVERED) << qos << " " << number;
+                }
+                accepted += (fate & ACCEPTED) != 0;
+                refused += (fate & REFUSED) != 0;
+                acknowledged += (fate & ACKNOWLEDGED) != 0;
+                given_up += (fate & GIVEN_UP) != 0;
+                abandoned += (fate & ABANDONED) != 0;
+                delivered += (fate & DELIVERED) != 0;
+                lost += (fate & ACKNOWLEDGED) != 0 && (fate & SENT_TO_SUBSCRIBER) == 0;
+            }
+        }
+        printf("%3u  %8u  %7u  %12u  %8u  %9u  %9u  %8u\n", qos, accepted, refused, acknowledged,
+               given_up, abandoned, delivered, lost);
+        EXPECT_GT(delivered, 0u);
+    }
+}
+
+class dying_broker_test : public testing::TestWithParam<uint32_t> {};
+INSTANTIATE_TEST_SUITE_P(, dying_broker_test,
+                         testing::Values(ZEP_MQTT_SDK_VERSION_311, ZEP_MQTT_SDK_VERSION_50),
+                         [](const auto &tested) { return tested.param == 0 ? "v311" : "v50"; });
+
+TEST_P(dying_broker_test, loses_nothing_of_ours) {
+    agent_log_set_level(AGENT_LOG_FATAL);
+    const int deaths = setting("ZEP_DEATHS", 50);
+    mosquitto broker(NO_LIMITS);
+    company two({2, 1, {GetParam()}, false, milliseconds(3), seconds(0), 100000}, broker.port());
+    std::minstd_rand random(1);
+    for (int i = 0; i < deaths; i++) {
+        ASSERT_TRUE(two.is_up(seconds(10))) << "after death " << i;
+        std::this_thread::sleep_for(milliseconds(random() % 300));
+        two.restart(broker);
+    }
+    ASSERT_TRUE(two.is_up(seconds(10)));
+    ASSERT_TRUE(two.settle(seconds(60)));
+    printf("%d deaths\n", deaths);
+    two.expect_accounts_in_order();
+}
+
+TEST(threads_test, each_drives_opens_and_closes_its_own_client) {
+    agent_log_set_level(AGENT_LOG_FATAL);
+    const int duration = setting("ZEP_SECONDS", 4);
+    mosquitto broker(NO_LIMITS);
+    company eight({8, 8, {0, 1}, false, milliseconds(5), seconds(1), 100000}, broker.port());
+    std::this_thread::sleep_for(seconds(duration));
+    ASSERT_TRUE(eight.settle(seconds(60)));
+    eight.expect_accounts_in_order();
+}
+
+// What this process holds, with all parties connected and nothing open.
+struct footprint {
+    long resident_kib, descriptors;
+};
+
+footprint measure() {
+    long pages = 0;
+    std::ifstream("/proc/self/statm") >> pages >> pages;
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd"), end;
+    return {pages * sysconf(_SC_PAGESIZE) / 1024, std::distance(descriptors, end)};
+}
+
+TEST(soak_test, leaves_nothing_behind) {
+    agent_log_set_level(AGENT_LOG_FATAL);
+    const int clients = setting("ZEP_CLIENTS", 6);
+    const seconds duration(setting("ZEP_SECONDS", 10));
+    const milliseconds pause(50);
+    mosquitto broker(NO_LIMITS);
+    company all({clients,
+                 std::min(clients, 10),
+                 {0, 1},
+                 true,
+                 pause,
+                 seconds(0),
+                 static_cast<size_t>(duration / pause + 100)},
+                broker.port());
+    footprint before = {};
+    const int lives = std::max(3, static_cast<int>(duration / seconds(20)));
+    for (int life = 0; life < lives; life++) {
+        ASSERT_TRUE(all.is_up(seconds(60)));
+        std::this_thread::sleep_for(duration / lives);
+        if (life == lives / 5) {
+            ASSERT_TRUE(all.settle(seconds(60)));
+            before = measure();
+            all.resume();
+        }
+        all.restart(broker);
+    }
+    ASSERT_TRUE(all.settle(seconds(60)));
+    const footprint after = measure();
+    all.expect_accounts_in_order();
+    printf(
+        "%d clients, %lld s, %d restarts of the broker: resident %ld KiB, then %ld KiB; "
+        "descriptors %ld, then %ld\n",
+        clients, static_cast<long long>(duration.count()), lives, before.resident_kib,
+        after.resident_kib, before.descriptors, after.descriptors);
+    EXPECT_EQ(after.descriptors, before.descriptors);
+#ifndef ZEP_SANITIZED  // which remembers what was freed
+    EXPECT_LT(after.resident_kib, before.resident_kib + 1024);
+#endif
+}
+
+}  // namespace

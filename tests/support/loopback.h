@@ -1,0 +1,14 @@
+// Sockets on 127.0.0.1.
+#pragma once
+
+#include <cstdint>
+#include <netinet/in.h>
+
+namespace zep_test {
+
+sockaddr_in loopback(uint16_t port);
+
+// A TCP socket that is bound to a free port, or to the given one.
+int bind_loopback(uint16_t &port);
+
+}  // namespace zep_test
