@@ -14,6 +14,10 @@ namespace {
 
 constexpr uint32_t ACK_BUFFER_SIZE = 32;
 
+// The system counts from its first retransmission, which follows the data after about this time: a
+// probe for a lost tail and a retransmission time-out, of 200 ms each at the least.
+constexpr uint32_t FIRST_REPEAT_MS = 400;
+
 }  // namespace
 
 void log_null_pointer(const char *operation) {
@@ -61,7 +65,9 @@ void lose_link(mqtt_client &client) {
 void apply_unacked_timeout(const mqtt_client &client) {
     // A PINGREQ goes out half an interval after the last activity. Three quarters more without an
     // acknowledgement end the connection, and leave the system's timers a quarter to be late.
-    net_adapter_set_unacked_timeout(client.net_index, client.config.keep_alive * 750U);
+    const uint32_t silence_ms = client.config.keep_alive * 750U;
+    net_adapter_set_unacked_timeout(client.net_index,
+                                    silence_ms == 0 ? 0 : silence_ms - FIRST_REPEAT_MS);
 }
 
 }  // namespace zep
