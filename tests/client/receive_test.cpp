@@ -62,27 +62,17 @@ TEST_P(receive_test, a_qos2_message_is_delivered_once) {
 }
 
 TEST_P(receive_test, packets_may_be_cut_and_joined_anywhere) {
-    connect();
-    for (const uint8_t byte : joined({lay(v->publish1, 7), lay(v->publish0)})) {
+    begin_connect();
+    for (const uint8_t byte : joined({lay(v->connack), lay(v->publish1, 7), lay(v->publish0)})) {
         broker.send(bytes{byte});
         pass();
     }
     broker.expect(PUBACK, 7);
-    expect_happened({"message t [hi] qos=1 id=7", "message t [hi] qos=0"});
-
-    lose_link();
-    begin_connect();
-    const bytes stream = joined({lay(v->connack), lay(v->publish0), lay(v->publish1, 1),
-                                 lay(v->publish2, 2), lay(PUBREL, 2), lay(v->publish2, 2)});
-    broker.send(bytes(stream.begin(), stream.end() - 3));
+    expect_happened({"CONNACK ok", "message t [hi] qos=1 id=7", "message t [hi] qos=0"});
+    broker.send(joined({lay(v->publish1, 1), lay(v->publish2, 2), lay(PUBREL, 2)}));
     pass();  // one pass handles every whole packet that it got
     broker.expect(joined({lay(PUBACK, 1), lay(PUBREC, 2), lay(PUBCOMP, 2)}));
-    expect_happened({"CONNACK ok", "message t [hi] qos=0", "message t [hi] qos=1 id=1",
-                     "message t [hi] qos=2 id=2"});
-    broker.send(bytes(stream.end() - 3, stream.end()));
-    pass();
-    broker.expect(PUBREC, 2);
-    expect_happened({"message t [hi] qos=2 id=2"});
+    expect_happened({"message t [hi] qos=1 id=1", "message t [hi] qos=2 id=2"});
 }
 
 TEST_P(receive_test, the_largest_packets_keep_in_step) {
@@ -95,24 +85,13 @@ TEST_P(receive_test, the_largest_packets_keep_in_step) {
     pass(10);
     broker.expect(PUBACK, 7);
     EXPECT_EQ(callbacks.take().size(), 7u);
-}
-
-TEST_P(receive_test, an_oversized_packet_is_passed_over_whole) {
-    connect();
-    struct {
-        const char *header;
-        int body;  // half of it
-    } const cases[] = {{"31 82 08", 513}, {"30 a0 9c 01", 10000}, {"32 a0 9c 81 00", 10000}};
-    for (const auto &oversized : cases) {
-        bytes packet = lay(oversized.header);
-        for (int i = 0; i < oversized.body; i++) {
-            // Would be handled as pings if the client lost step.
-            packet.insert(packet.end(), {0xd0, 0x00});
-        }
-        broker.send(bytes(packet.begin(), packet.begin() + 2));
+    // An oversized one is passed over whole. Out of step, the client would see pings in it.
+    for (const auto &[header, pings] :
+         {std::pair("31 82 08", 513), {"30 a0 9c 01", 10000}, {"32 a0 9c 81 00", 10000}}) {
+        broker.send(lay(header));
         pass();
-        broker.send(bytes(packet.begin() + 2, packet.end()));
-        broker.send(v->publish1, 7);
+        broker.send(joined(std::vector(size_t(pings), lay(PINGRESP))));
+        hear(v->publish1, 7, {});
         pass(24);
         broker.expect(PUBACK, 7);
         expect_happened({"message t [hi] qos=1 id=7"});
@@ -121,28 +100,7 @@ TEST_P(receive_test, an_oversized_packet_is_passed_over_whole) {
     EXPECT_EQ(logged("PINGRESP"), 0);
 }
 
-TEST_P(receive_test, a_length_that_never_ends_loses_the_link) {
-    connect();
-    hear("30 ff ff ff", 0, {});
-    EXPECT_EQ(client->state, MQTT_CLIENT_CONNECTED);
-    hear("ff", 0, LINK_LOST);
-    expect_disconnected();
-    broker.expect_closed();
-}
-
-TEST_P(receive_test, a_new_connection_starts_with_an_empty_buffer) {
-    connect();
-    hear("30 50 0001", 0, {});
-    lose_link();
-    connect();
-    // Nor does the rest of an oversized packet reach into the next connection.
-    hear("30 a0 9c 01 00*100", 0, {});
-    disconnect();
-    connect();
-}
-
 TEST_P(receive_test, a_callback_that_disconnects_ends_the_handling) {
-    const bytes stream = joined({lay(v->publish1, 1), lay(v->publish1, 2)});
     connect();
     for (const bool and_connects : {false, true}) {
         callbacks.in_next_message = [&] {
@@ -151,7 +109,7 @@ TEST_P(receive_test, a_callback_that_disconnects_ends_the_handling) {
                 mqtt_client_connect(client);
             }
         };
-        broker.send(stream);
+        broker.send(joined({lay(v->publish1, 1), lay(v->publish1, 2)}));
         pass();
         broker.expect(PUBACK, 1);
         broker.expect(v->disconnect);
@@ -167,20 +125,30 @@ TEST_P(receive_test, a_callback_that_disconnects_ends_the_handling) {
     hear(v->connack, 0, {"CONNACK ok"});
 }
 
-TEST_P(receive_test, a_broker_that_leaves_is_noticed_at_once) {
-    void (*const ways[])(scripted_broker &, const dialect &) = {
+// However a connection ends, it returns the identifiers that can no longer be acknowledged.
+TEST_P(receive_test, the_end_of_a_connection_is_noticed_at_once) {
+    void (*const ends[])(scripted_broker &, const dialect &) = {
         [](auto &b, auto &) { b.close(); },
         [](auto &b, auto &) { b.reset(); },
         [](auto &b, auto &version) { b.send(version.broker_disconnect); },
         [](auto &b, auto &) { b.send("d0 00 30"), b.close(); },
+        [](auto &b, auto &) { b.send("30 ff ff ff ff"); },
     };
-    for (const auto &leave : ways) {
+    for (const auto &end : ends) {
         connect();
-        leave(broker, *v);
+        EXPECT_EQ(publish(1) + subscribe() + unsubscribe(), 0);
+        broker.take(joined({lay(v->publish1), lay(v->subscribe), lay(v->unsubscribe)}).size());
+        EXPECT_EQ(identifiers_in_use(), 3u);
+        end(broker, *v);
         pass(2);
+        broker.close();
         expect_happened(LINK_LOST);
         expect_disconnected();
-        broker.close();
+        EXPECT_EQ(identifiers_in_use(), 1u);  // the cached message keeps its own
+        connect();
+        const uint16_t cached = client->session.qos1_cache->msg.msg_id;
+        hear(PUBACK, cached, {"PUBACK ok id=" + std::to_string(cached)});
+        disconnect();
     }
     begin_connect();  // a DISCONNECT ends a handshake, too
     hear(v->broker_disconnect, 0, LINK_LOST);
@@ -191,29 +159,20 @@ TEST_P(receive_test, a_broker_that_leaves_is_noticed_at_once) {
     broker.expect_closed();
 }
 
-TEST_P(receive_test, what_a_broker_must_not_send_changes_nothing) {
+TEST_P(receive_test, what_a_broker_must_not_send_is_named) {
     connect();
     for (const char *packet :
-         {"82 08 0001 0003 'a/#' 01", "a2 07 0001 0003 'a/#'", "c0 00", "00 00", "f0 00", "30 00",
-          "30 03 0005 't'", "32 03 0001 't'", "30 43 0041 74*65", "30 85 80 80 00 0001 't' 'hi'",
-          "40 01 00", "50 01 00", "62 01 00", "70 01 00", "90 01 00", "b0 00"}) {
-        SCOPED_TRACE(packet);
+         {"82 08 0001 0003 'a/#' 01", "c0 00", "40 01 00", "50 01 00", "70 01 00"}) {
         hear(packet, 0, {});
         broker.expect_nothing();
-        EXPECT_EQ(client->state, MQTT_CLIENT_CONNECTED);
     }
-    if (is_50()) {
-        expect_logs({"[DEBUG] MQTT_CLIENT收到5.0未知报文类型 (0x0C)",
-                     "[ERROR] MQTT_CLIENT5.0 PUBACK报文解码失败，丢弃非法报文",
-                     "[ERROR] MQTT_CLIENT5.0 PUBREC报文解码失败，丢弃非法报文",
-                     "[ERROR] MQTT_CLIENT5.0 PUBCOMP报文解码失败，丢弃非法报文"});
-    } else {
-        expect_logs({"[DEBUG] MQTT_CLIENT收到未知报文类型 (0x08)",
-                     "[DEBUG] MQTT_CLIENT收到未知报文类型 (0x0A)",
-                     "[DEBUG] MQTT_CLIENT收到未知报文类型 (0x0C)"});
+    const std::string unknown = is_50() ? "收到5.0未知报文类型" : "收到未知报文类型";
+    expect_logs({"[DEBUG] MQTT_CLIENT" + unknown + " (0x08)", unknown + " (0x0C)"});
+    for (const char *name : {"PUBACK", "PUBREC", "PUBCOMP"}) {
+        EXPECT_EQ(
+            logged(std::string("[ERROR] MQTT_CLIENT5.0 ") + name + "报文解码失败，丢弃非法报文"),
+            is_50() ? 1 : 0);
     }
-    hear(v->publish1, 7, {"message t [hi] qos=1 id=7"});
-    broker.expect(PUBACK, 7);
 }
 
 TEST_P(receive_test, a_protected_message_is_deciphered_or_dropped) {
