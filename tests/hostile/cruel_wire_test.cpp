@@ -27,11 +27,11 @@ class cruel_wire_test : public cruel_session {
         prosper();
     }
 
-    void survive_at_every(size_t stride, fault kind, int steps = 0) {
+    void survive_at_every(fault kind, int steps = 0) {
         survive_one({});
         const size_t length[] = {played[TO_BROKER], played[TO_CLIENT]};
         for (const direction way : {TO_BROKER, TO_CLIENT}) {
-            for (size_t at = 0; at <= length[way] && !HasFailure(); at += stride) {
+            for (size_t at = 0; at <= length[way] && !HasFailure(); at++) {
                 SCOPED_TRACE("direction " + std::to_string(way) + ", byte " + std::to_string(at));
                 survive_one({kind, way, at, steps});
             }
@@ -46,22 +46,22 @@ class cruel_wire_test : public cruel_session {
 INSTANTIATE_TEST_SUITE_P(, cruel_wire_test, testing::Values(&V311, &V50), version_name);
 
 TEST_P(cruel_wire_test, every_stream_may_be_cut_in_two) {
-    survive_at_every(1, fault::hold, 1);
+    survive_at_every(fault::hold, 1);
 }
 TEST_P(cruel_wire_test, everything_may_come_late) {
-    survive_at_every(3, fault::hold, 5);
+    survive_at_every(fault::hold, 5);
 }
 TEST_P(cruel_wire_test, everything_may_come_in_one_piece) {
-    survive_at_every(3, fault::hold, INT_MAX);
+    survive_at_every(fault::hold, INT_MAX);
 }
 TEST_P(cruel_wire_test, everything_may_vanish) {
-    survive_at_every(3, fault::drop);
+    survive_at_every(fault::drop);
 }
 TEST_P(cruel_wire_test, either_direction_may_end) {
-    survive_at_every(3, fault::half_close);
+    survive_at_every(fault::half_close);
 }
 TEST_P(cruel_wire_test, the_link_may_be_reset) {
-    survive_at_every(1, fault::reset);
+    survive_at_every(fault::reset);
 }
 
 TEST_P(cruel_wire_test, who_stops_reading_is_waited_for_once_and_never_written_to_again) {

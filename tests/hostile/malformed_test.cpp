@@ -7,8 +7,8 @@ namespace {
 using namespace zep_test;
 
 // The clauses are those of MQTT 3.1.1 and, behind the stroke, of MQTT 5.0. Several packets of one
-// kind are separated by commas. The client has subscribed with identifier 1 and has published with
-// 2 at QoS 1 and with 3 at QoS 2.
+// kind are separated by commas. The client has subscribed with identifier 1, has published with 2
+// at QoS 1 and with 3 at QoS 2, and has unsubscribed with 4.
 struct malformed {
     std::string packets;
     const char *clause;
@@ -22,10 +22,13 @@ const malformed BOTH[] = {
     {"36 07 0001 't' 0007 'hi', 3f 07 0001 't' 0007 'hi'", "3.3.1.2 | 3.3.1.2: QoS 3"},
     {"30 02 0000", "4.7.3 | 4.7.3: empty topic"},
     {"30 04 0005 'ab', 30 05 ffff 'tab'", "1.5.3 | 1.5.4: longer than the packet"},
+    {"30 89 07 0384 61*900 00 'hi', 32 8b 07 0384 61*900 0007 00 'hi', 30 d0 0f 07c8 61*1992 00*6",
+     "1.5.3 | 1.5.4: longer than this client takes"},
     {"40 02 0000, 50 02 0000, 62 02 0000, 70 02 0000", "2.3.1 | 2.2.1: identifier 0"},
     {"40 02 ffff, 50 02 ffff, 62 02 ffff, 70 02 ffff", "4.3 | 4.3: never sent"},
     {"40 02 0001, 50 02 0001, 62 02 0001, 70 02 0001", "4.3 | 4.3: of a SUBSCRIBE"},
     {"50 02 0002, 62 02 0002, 70 02 0002", "4.3 | 4.3: of a QoS 1 message"},
+    {"40 02 0004, 50 02 0004, 62 02 0004, 70 02 0004", "4.3 | 4.3: of an UNSUBSCRIBE"},
     {"40 02 0003, 62 02 0003, 70 02 0003", "4.3 | 4.3: of a QoS 2 message, and out of turn"},
 };
 
@@ -43,8 +46,9 @@ const malformed ONLY_311[] = {
     {"30 06 0002 c0af 'hi', 30 07 0003 eda080 'hi', 30 05 0001 ff 'hi'", "1.5.3: not UTF-8"},
     {"90 03 0001 03, 90 03 0001 7f", "3.9.3: unknown code"},
     {"90 04 0001 00 80, 90 14 0001 00*18", "3.9.3: more codes than filters"},
-    {"90 03 0000 00, 90 03 0002 00, 90 03 0003 00, b0 02 0000, b0 02 0001, b0 02 0002, b0 02 0003",
-     "3.8.4, 3.10.4: another exchange"},
+    {"90 03 0000 00, 90 03 0002 00, 90 03 0003 00, 90 03 0004 00, 90 03 ffff 00",
+     "3.8.4: another exchange"},
+    {"b0 02 0000, b0 02 0001, b0 02 0002, b0 02 0003, b0 02 ffff", "3.10.4: another exchange"},
 };
 
 const malformed ONLY_50[] = {
@@ -76,10 +80,35 @@ const malformed ONLY_50[] = {
     {"30 08 0001 't' 02 03 ff 'hi', 30 0b 0001 't' 05 26 0001 'k' 00 'hi'", "1.5.4: half a text"},
     {"30 08 0001 't' 02 7f 00 'hi', 30 09 0001 't' 03 21 000a 'hi'", "2.2.2.2: not of a PUBLISH"},
     {"40 04 0002 00 05, 40 07 0002 00 03 1f 00ff", "3.4.2.2: properties without end"},
-    {"90 04 0001 00 03, 90 05 0001 00 00 80, 90 04 0001 05 00", "3.9.3: codes, properties"},
-    {"90 04 0000 00 00, 90 04 0002 00 00, b0 04 0000 00 00, b0 04 0001 00 00, b0 04 0003 00 00",
-     "3.8.4, 3.10.4: another exchange"},
-    {"b0 04 0001 00 7f, b0 04 0001 7f 00", "3.11.3: codes, properties"},
+    {"90 04 0001 00 03, 90 05 0001 00 00 80, 90 04 0001 05 00",
+     "3.9.3, 3.9.2.1: codes, properties"},
+    {"90 04 0000 00 00, 90 04 0002 00 00, 90 04 0003 00 00, 90 04 0004 00 00, 90 04 ffff 00 00",
+     "3.8.4: another exchange"},
+    {"b0 04 0000 00 00, b0 04 0001 00 00, b0 04 0002 00 00, b0 04 0003 00 00, b0 04 ffff 00 00",
+     "3.10.4: another exchange"},
+    {"b0 04 0004 00 7f, b0 04 0004 7f 00, b0 05 0004 00 00 00",
+     "3.11.3, 3.11.2.1: codes, properties"},
+    {"20 b7 02 00 00 b3 02 1f 0130 61*304, 40 b8 02 0002 00 b3 02 1f 0130 61*304",
+     "3.2.2.3.9, 3.4.2.2.2: longer than this client takes"},
+    {"30 ba 02 0001 't' b3 02 08 0130 61*304 'hi', e0 b6 02 8b b3 02 1f 0130 61*304",
+     "3.3.2.3.5, 3.14.2.2.3: longer than this client takes"},
+};
+
+// Of 5.0, and too long for 3.1.1: what comes before the properties, the properties without their
+// length, and what follows.
+constexpr const char *REASON = "1f 0001 'r' 26 0001 'k' 0001 'v'";
+const char *const WITH_PROPERTIES[][3] = {
+    {"20 00 00 00", "11 0000003c 13 003c 1f 0001 'r' 26 0001 'k' 0001 'v'", ""},
+    {"32 00 0001 't' 0007",
+     "01 01 02 0000003c 03 0001 'c' 08 0001 'r' 09 0001 'd' 0b 01 26 0001 'k' 0001 'v'", "'hi'"},
+    {"40 00 0002 00", REASON, ""},
+    {"50 00 0003 00", REASON, ""},
+    {"62 00 0007 00", REASON, ""},
+    {"70 00 0003 00", REASON, ""},
+    {"90 00 0001", REASON, "01"},
+    {"b0 00 0004", REASON, "00"},
+    {"e0 00 8b", REASON, ""},
+    {"f0 00 18", "15 0001 'x' 16 0001 'd' 1f 0001 'r'", ""},
 };
 
 class malformed_test : public cruel_session {
@@ -95,7 +124,7 @@ class malformed_test : public cruel_session {
             start();
             if (!connecting) {
                 round();
-                EXPECT_EQ(subscribe() + publish(1, "--") + publish(2, "--"), 0);
+                EXPECT_EQ(subscribe() + publish(1, "--") + publish(2, "--") + unsubscribe(), 0);
             }
             proxy.send(packet);
             endure();
@@ -129,6 +158,21 @@ class malformed_test : public cruel_session {
             meet(distorted);
         }
     }
+
+    // The properties end after any of their bytes (2.2.2), then the whole packet does.
+    void meet_cut(const char *head, const char *properties, const char *tail) {
+        const bytes whole = lay(properties);
+        bytes packet;
+        for (auto end = whole.begin();; end++) {
+            const bytes cut(whole.begin(), end);
+            packet = joined({lay(head), {static_cast<uint8_t>(cut.size())}, cut, lay(tail)});
+            packet[1] = static_cast<uint8_t>(packet.size() - 2);
+            if (end == whole.end()) {
+                return meet_distorted(packet);
+            }
+            meet(packet);
+        }
+    }
 };
 INSTANTIATE_TEST_SUITE_P(, malformed_test, testing::Values(&V311, &V50), version_name);
 
@@ -143,10 +187,17 @@ TEST_P(malformed_test, packets_wedge_nothing) {
 
 TEST_P(malformed_test, forms_of_every_packet_wedge_nothing) {
     const std::pair<const char *, unsigned> packets[] = {
-        {v->connack, 0}, {v->publish1, 7}, {v->publish2, 7}, {PUBACK, 2},      {PUBREC, 3},
-        {PUBREL, 7},     {PUBCOMP, 3},     {v->suback, 1},   {v->unsuback, 1}, {PINGRESP, 0}};
+        {v->connack, 0}, {v->publish0, 0}, {v->publish1, 7}, {v->publish2, 7},
+        {PUBACK, 2},     {PUBREC, 3},      {PUBREL, 7},      {PUBCOMP, 3},
+        {v->suback, 1},  {v->unsuback, 4}, {PINGRESP, 0},    {v->broker_disconnect, 0}};
     for (const auto &[packet, id] : packets) {
         meet_distorted(lay(packet, id));
+    }
+}
+
+TEST_P(malformed_test, properties_wedge_nothing) {
+    for (const auto &[head, properties, tail] : WITH_PROPERTIES) {
+        meet_cut(head, properties, tail);
     }
 }
 
