@@ -1,15 +1,17 @@
-// Plain sockets on 127.0.0.1 that stand for the other end, and what the network tests share.
+// Plain sockets on 127.0.0.1 that stand for the other end, and what the network
+// tests share.
 #pragma once
 
 #include <arpa/inet.h>
 #include <chrono>
-#include <cstdint>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <string>
 #include <sys/socket.h>
+#include <thread>
 #include <unistd.h>
+#include <utility>
 
 #include "support/log_capture.h"
 
@@ -22,35 +24,24 @@ using std::chrono::steady_clock;
 class owned_fd {
  public:
     explicit owned_fd(int fd = -1) : fd_(fd) {}
-    owned_fd(owned_fd &&other) noexcept : fd_(other.release()) {}
-    owned_fd &operator=(owned_fd &&other) noexcept {
-        reset(other.release());
+    owned_fd(owned_fd &&other) noexcept { std::swap(fd_, other.fd_); }
+    owned_fd &operator=(owned_fd other) noexcept {
+        std::swap(fd_, other.fd_);
         return *this;
     }
-    ~owned_fd() { reset(); }
-    operator int() const { return fd_; }
-    int release() {
-        const int fd = fd_;
-        fd_ = -1;
-        return fd;
-    }
-    void reset(int fd = -1) {
+    ~owned_fd() {
         if (fd_ >= 0) {
             close(fd_);
         }
-        fd_ = fd;
     }
+    operator int() const { return fd_; }
 
  private:
-    int fd_;
+    int fd_ = -1;
 };
 
 inline sockaddr_in loopback(uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    return address;
+    return {AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
 }
 
 inline uint16_t port_of(int sock) {
@@ -67,49 +58,16 @@ inline owned_fd bound_socket(int type) {
     return sock;
 }
 
-inline bool wait_for(int sock, short events, int timeout_ms) {
+inline bool wait_for(int sock, short events, int timeout_ms = 2000) {
     pollfd fd{sock, events, 0};
     return poll(&fd, 1, timeout_ms) == 1;
-}
-
-inline bool wait_readable(int sock) {
-    return wait_for(sock, POLLIN, 2000);
 }
 
 // What one read gives; empty at the end of the stream and when nothing comes.
 inline std::string take(int sock) {
     char buffer[65536];
-    const ssize_t got = wait_readable(sock) ? recv(sock, buffer, sizeof buffer, 0) : 0;
+    const ssize_t got = wait_for(sock, POLLIN) ? recv(sock, buffer, sizeof buffer, 0) : 0;
     return std::string(buffer, got > 0 ? static_cast<size_t>(got) : 0);
-}
-
-// Small buffers, so that a peer that does not read soon shows.
-inline void shrink_buffers(int sock) {
-    const int size = 32768;
-    EXPECT_EQ(setsockopt(sock, SOL_SOCKET, SO_RCVBUF, &size, sizeof size), 0);
-    EXPECT_EQ(setsockopt(sock, SOL_SOCKET, SO_SNDBUF, &size, sizeof size), 0);
-}
-
-// A broker's end.
-class listener {
- public:
-    explicit listener(int backlog = 64) : sock_(bound_socket(SOCK_STREAM)) {
-        shrink_buffers(sock_);
-        EXPECT_EQ(listen(sock_, backlog), 0);
-    }
-    uint16_t port() const { return port_of(sock_); }
-    owned_fd accept() const {
-        EXPECT_TRUE(wait_readable(sock_));
-        return owned_fd(::accept(sock_, nullptr, nullptr));
-    }
-
- private:
-    owned_fd sock_;
-};
-
-// A port on which nobody listens.
-inline uint16_t refused_port() {
-    return port_of(bound_socket(SOCK_STREAM));
 }
 
 inline void send_datagram(int sock, uint16_t port, const std::string &bytes) {
@@ -123,33 +81,23 @@ inline const uint8_t *as_bytes(const std::string &text) {
     return reinterpret_cast<const uint8_t *>(text.data());
 }
 
-template <typename action_type>
-long elapsed_ms(action_type action) {
-    const auto start = steady_clock::now();
-    action();
-    return std::chrono::duration_cast<milliseconds>(steady_clock::now() - start).count();
-}
-
-// The action takes ms milliseconds; how much longer is the machine's affair, within reason.
+// The action takes ms milliseconds; how much longer is the machine's affair,
+// within reason.
 template <typename action_type>
 void expect_takes(long ms, action_type action) {
-    const long elapsed = elapsed_ms(action);
-    EXPECT_GE(elapsed, ms - 1);
-    EXPECT_LT(elapsed, ms + 1500);
-}
-
-// The log lines of an action.
-template <typename action_type>
-std::string lines_of(action_type action) {
-    log_capture capture;
+    const auto start = steady_clock::now();
     action();
-    return capture.take();
+    const auto elapsed = std::chrono::duration_cast<milliseconds>(steady_clock::now() - start);
+    EXPECT_GE(elapsed.count(), ms - 1);
+    EXPECT_LT(elapsed.count(), ms + 1500);
 }
 
-// The same for one that must return expected.
+// The log lines of an action that must return expected.
 template <typename action_type>
 std::string lines_of(int32_t expected, action_type action) {
-    return lines_of([&] { EXPECT_EQ(action(), expected); });
+    log_capture capture;
+    EXPECT_EQ(action(), expected);
+    return capture.take();
 }
 
 }  // namespace zep_test
