@@ -1,18 +1,14 @@
 #include <algorithm>
-#include <arpa/inet.h>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <gtest/gtest.h>
-#include <string>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <zep_mqtt/platform/clock.h>
 #include <zep_mqtt/platform/file.h>
 #include <zep_mqtt/platform/random.h>
 #include <zep_mqtt/platform/socket_service.h>
+
+#include "net_loopback.h"
 
 namespace {
 
@@ -78,13 +74,8 @@ TEST(platform_socket_service, counts_its_starts_and_finds_a_port_in_use) {
     EXPECT_EQ(platform_init(), 1);
     EXPECT_EQ(platform_deinit(), 0);
     EXPECT_EQ(platform_deinit(), -1);
-    const int holder = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-    socklen_t length = sizeof address;
-    ASSERT_EQ(bind(holder, reinterpret_cast<sockaddr *>(&address), length), 0);
-    ASSERT_EQ(getsockname(holder, reinterpret_cast<sockaddr *>(&address), &length), 0);
-    EXPECT_EQ(platform_check_port_in_use_win32(ntohs(address.sin_port)), 1);
-    close(holder);
+    const zep_test::owned_fd holder = zep_test::bound_socket(SOCK_DGRAM);
+    EXPECT_EQ(platform_check_port_in_use_win32(zep_test::port_of(holder)), 1);
     EXPECT_EQ(platform_check_port_in_use_win32(0), 0) << "the system chooses a free one";
 }
 

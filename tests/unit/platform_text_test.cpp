@@ -1,6 +1,4 @@
 #include <cstring>
-#include <gtest/gtest.h>
-#include <string>
 
 #include <zep_mqtt/platform/text.h>
 
@@ -11,12 +9,11 @@ namespace {
 
 TEST(platform_text, copies_and_formats_what_fits) {
     const zep_test::guarded_bytes unterminated({'a', 'b', 'c'});
+    const auto *source = reinterpret_cast<const char *>(unterminated.data());
     const std::string results[] = {"old", "", "a", "ab", "abc"};
     for (uint32_t size = 0; size <= 4; ++size) {
         char dest[8] = "old";
-        EXPECT_EQ(
-            platform_strcpy_s(dest, size, reinterpret_cast<const char *>(unterminated.data())),
-            size == 0 ? 0 : size - 1);
+        EXPECT_EQ(platform_strcpy_s(dest, size, source), size == 0 ? 0 : size - 1);
         EXPECT_EQ(dest, results[size]);
     }
     zep_test::log_capture log;
