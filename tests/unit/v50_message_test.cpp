@@ -1,4 +1,3 @@
-#include <zep_mqtt/log/log.h>
 #include <zep_mqtt/platform/clock.h>
 #include <zep_mqtt/protocol/v50/message.h>
 #include <zep_mqtt/protocol/v50/property.h>
@@ -13,53 +12,43 @@ using zep_test::lay;
 TEST(v50_property, length_writer) {
     const struct {
         uint16_t length;
-        int32_t position;
-        int32_t size;
-        int32_t status;
-    } refused[] = {
-        {257, 0, 10, -101},
-        {5, -1, 10, -101},
-        {5, 0, 0, -101},
-        {5, 9, 10, -114},
-        {5, INT32_MAX, INT32_MAX, -114},
+        int32_t position, size, status;
+    } cases[] = {
+        {256, 8, 10, 0}, {257, 0, 10, -101}, {5, -1, 10, -101},
+        {5, 0, 0, -101}, {5, 9, 10, -114},   {5, INT32_MAX, INT32_MAX, -114},
     };
     bytes buffer(10, 0xAA);
-    int32_t position = 8;
-    EXPECT_EQ(mqtt50_encode_property_len(256, buffer.data(), &position, 10), 0);
-    EXPECT_EQ(position, 10);
-    EXPECT_EQ(buffer, lay("aa*8 0100"));
-    for (const auto &row : refused) {
+    int32_t position = 0;
+    for (const auto &row : cases) {
         position = row.position;
         EXPECT_EQ(mqtt50_encode_property_len(row.length, buffer.data(), &position, row.size),
                   row.status);
-        EXPECT_EQ(position, row.position);
+        EXPECT_EQ(position, row.position + (row.status == 0 ? 2 : 0));
+        EXPECT_EQ(buffer, lay("aa*8 0100"));
     }
-    EXPECT_EQ(buffer, lay("aa*8 0100"));
     EXPECT_EQ(mqtt50_encode_property_len(1, nullptr, &position, 10), -101);
     EXPECT_EQ(mqtt50_encode_property_len(1, buffer.data(), nullptr, 10), -101);
 }
 
 TEST(v50_message, reads_an_expiry_property) {
-    bytes buffer = lay("02 01020304 01 00*245 02 0a0b0c0d");
+    const zep_test::guarded_bytes buffer(lay("02 01020304 01 00*245 02 0a0b0c0d"));
     const struct {
-        int32_t position;
-        int32_t status;
+        int32_t position, status;
         uint32_t interval;
     } cases[] = {
         {0, 0, 0x01020304}, {251, 0, 0x0a0b0c0d}, {5, -101, 0}, {-1, -101, 0}, {252, -70, 0}};
-    for (const auto &expected : cases) {
-        const zep_test::guarded_bytes guarded(buffer);
-        int32_t position = expected.position;
-        uint32_t interval = 0;
-        EXPECT_EQ(mqtt50_decode_ttl(guarded.data(), &position, &interval), expected.status);
-        EXPECT_EQ(interval, expected.interval);
-        EXPECT_EQ(position, expected.position + (expected.status == 0 ? 5 : 0));
-    }
     int32_t position = 0;
     uint32_t interval = 0;
     EXPECT_EQ(mqtt50_decode_ttl(nullptr, &position, &interval), -70);
     EXPECT_EQ(mqtt50_decode_ttl(buffer.data(), nullptr, &interval), -70);
     EXPECT_EQ(mqtt50_decode_ttl(buffer.data(), &position, nullptr), -70);
+    for (const auto &expected : cases) {
+        position = expected.position;
+        interval = 0;
+        EXPECT_EQ(mqtt50_decode_ttl(buffer.data(), &position, &interval), expected.status);
+        EXPECT_EQ(interval, expected.interval);
+        EXPECT_EQ(position, expected.position + (expected.status == 0 ? 5 : 0));
+    }
 }
 
 TEST(v50_message, expiry) {
@@ -71,7 +60,6 @@ TEST(v50_message, expiry) {
     EXPECT_EQ(message.message_expiry, 60U);
     EXPECT_EQ(message.expired, 0);
     EXPECT_GE(message.ttl_start_ms, before);
-
     const struct {
         uint32_t ttl;
         uint64_t age_ms;
@@ -94,59 +82,57 @@ TEST(v50_message, expiry) {
     EXPECT_EQ(mqtt50_message_ttl_check(nullptr), -1);
 }
 
-TEST(v50_user_property, newest_match_is_found) {
+class v50_user_property : public testing::Test {
+ protected:
+    ~v50_user_property() override { EXPECT_EQ(mqtt50_user_property_free(holder.user_props), 0); }
+    int32_t set(const char *key, const char *value) {
+        return mqtt50_user_property_set(&holder, key, value);
+    }
+    // The value found for a key, or the status of a failure.
+    std::string get(const char *key, uint32_t size = 8) {
+        char value[8] = "";
+        const int32_t status = mqtt50_user_property_get(&holder, key, value, size);
+        return status == 0 ? value : std::to_string(status);
+    }
     mqtt50_message holder = {};
-    char value[8];
-    EXPECT_EQ(mqtt50_user_property_get(&holder, "a", value, 8), -105);
-    ASSERT_EQ(mqtt50_user_property_set(&holder, "ab", "1234567890"), 0);
-    ASSERT_EQ(mqtt50_user_property_get(&holder, "a", value, 8), 0);
-    EXPECT_STREQ(value, "1234567");
-    ASSERT_EQ(mqtt50_user_property_get(&holder, "ab", value, 1), 0);
-    EXPECT_STREQ(value, "");
-    EXPECT_EQ(mqtt50_user_property_get(&holder, "abc", value, 8), -105);
-    ASSERT_EQ(mqtt50_user_property_set(&holder, "a", "new"), 0);
-    ASSERT_EQ(mqtt50_user_property_get(&holder, "a", value, 8), 0);
-    EXPECT_STREQ(value, "new");
-    EXPECT_EQ(holder.user_prop_count, 2);
-    EXPECT_STREQ(holder.user_props->next->key, "ab");
+};
 
-    EXPECT_EQ(mqtt50_user_property_get(nullptr, "a", value, 8), -101);
-    EXPECT_EQ(mqtt50_user_property_get(&holder, nullptr, value, 8), -101);
+TEST_F(v50_user_property, newest_match_is_found_and_a_ninth_refused) {
+    EXPECT_EQ(get("a"), "-105");
+    ASSERT_EQ(set("ab", "1234567890"), 0);
+    EXPECT_EQ(get("a"), "1234567");
+    EXPECT_EQ(get("ab", 1), "");
+    EXPECT_EQ(get("abc"), "-105");
+    ASSERT_EQ(set("a", "new"), 0);
+    EXPECT_EQ(get("a"), "new");
+    EXPECT_EQ(get(nullptr), "-101");
+    EXPECT_EQ(get("a", 0), "-101");
+    for (const auto &[key, value] : {std::pair{"", "b"}, {"a", ""}, {"a", nullptr}}) {
+        EXPECT_EQ(set(key, value), -101);
+    }
+    EXPECT_EQ(set(nullptr, "b"), -101);
+    EXPECT_EQ(mqtt50_user_property_get(nullptr, "a", nullptr, 8), -101);
     EXPECT_EQ(mqtt50_user_property_get(&holder, "a", nullptr, 8), -101);
-    EXPECT_EQ(mqtt50_user_property_get(&holder, "a", value, 0), -101);
     EXPECT_EQ(mqtt50_user_property_set(nullptr, "a", "b"), -101);
-    EXPECT_EQ(mqtt50_user_property_set(&holder, nullptr, "b"), -101);
-    EXPECT_EQ(mqtt50_user_property_set(&holder, "", "b"), -101);
-    EXPECT_EQ(mqtt50_user_property_set(&holder, "a", nullptr), -101);
-    EXPECT_EQ(mqtt50_user_property_set(&holder, "a", ""), -101);
-    EXPECT_EQ(mqtt50_user_property_free(holder.user_props), 0);
-    EXPECT_EQ(mqtt50_user_property_free(nullptr), 0);
-}
-
-TEST(v50_user_property, a_ninth_pair_is_refused) {
-    mqtt50_message holder = {};
-    for (int i = 0; i < 8; ++i) {
-        ASSERT_EQ(mqtt50_user_property_set(&holder, "k", "v"), 0);
+    while (holder.user_prop_count < 8) {
+        ASSERT_EQ(set("k", "v"), 0);
     }
     agent_log_set_level(AGENT_LOG_WARN);
     zep_test::log_capture log;
-    EXPECT_EQ(mqtt50_user_property_set(&holder, "k", "v"), -110);
+    EXPECT_EQ(set("k", "v"), -110);
     EXPECT_EQ(log.take(), "[WARN] MQTT5.0_PROTOCOL: 用户属性组数达到上限(8组)，拒绝新增\n");
     EXPECT_EQ(holder.user_prop_count, 8);
-    mqtt50_user_property_free(holder.user_props);
 }
 
-TEST(v50_user_property, every_failing_allocation_leaves_the_list_as_it_was) {
-    mqtt50_message holder = {};
-    ASSERT_EQ(mqtt50_user_property_set(&holder, "old", "v"), 0);
+TEST_F(v50_user_property, every_failing_allocation_leaves_the_list_as_it_was) {
+    ASSERT_EQ(set("old", "v"), 0);
     const mqtt50_user_property *head = holder.user_props;
     for (uint64_t fail_at = 0; fail_at < 3; ++fail_at) {
         const zep_test::failing_malloc failing(fail_at);
-        EXPECT_EQ(mqtt50_user_property_set(&holder, "key", "value"), -103);
+        EXPECT_EQ(set("key", "value"), -103);
         EXPECT_TRUE(failing.has_failed());
         EXPECT_EQ(holder.user_props, head);
         EXPECT_EQ(holder.user_prop_count, 1);
     }
-    EXPECT_EQ(mqtt50_user_property_set(&holder, "key", "value"), 0);
-    mqtt50_user_property_free(holder.user_props);
+    EXPECT_EQ(set("key", "value"), 0);
 }
