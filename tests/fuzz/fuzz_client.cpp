@@ -128,23 +128,20 @@ void receive_some(zep_fuzz::input &in) {
 
 void publish_some(zep_fuzz::input &in) {
     static const uint8_t payload[1024] = {};
-    const uint32_t qos = in.below(4);
-    const uint32_t length = in.u8() * 4u;
-    if (ZEP_FUZZ_VERSION == 5) {
-        mqtt50_message message = {};
+    const auto fill = [&](auto message) {
         message.topic = "some/topic";
         message.payload = payload;
-        message.payload_len = length;
-        message.qos = qos;
+        message.qos = in.below(4);
+        message.payload_len = in.u8() * 4u;
+        return message;
+    };
+    if (ZEP_FUZZ_VERSION == 5) {
+        mqtt50_message message = fill(mqtt50_message{});
         message.is_dup = in.below(8) == 0 ? 1 : 0;
         message.dup_msg_id = in.u8();
         (void)mqtt_client_publish50(g_seen.client, &message);
     } else {
-        mqtt_message message = {};
-        message.topic = "some/topic";
-        message.payload = payload;
-        message.payload_len = length;
-        message.qos = qos;
+        mqtt_message message = fill(mqtt_message{});
         message.priority = static_cast<uint8_t>(in.below(4));
         (void)mqtt_client_publish(g_seen.client, &message);
     }
@@ -161,45 +158,26 @@ void subscribe_some(bool subscribe) {
     }
 }
 
-void take_step(zep_fuzz::input &in) {
-    mqtt_client *client = g_seen.client;
-    switch (in.below(12)) {
-        case 0:
-            (void)mqtt_client_loop(client);
-            break;
-        case 1:
-            publish_some(in);
-            break;
-        case 2:
-            subscribe_some(true);
-            break;
-        case 3:
-            subscribe_some(false);
-            break;
-        case 4:
-            g_now_ms += 250u * in.u8();
-            (void)mqtt_client_loop(client);
-            break;
-        case 5:
-            g_seen.next_callback_does = static_cast<uint8_t>(in.below(5));
-            break;
-        case 6:
-            (void)mqtt_client_connect(client);
-            break;
-        case 7:
-            (void)mqtt_client_disconnect(client);
-            break;
-        case 8:
-            g_connection.peer_closed = in.below(2) == 1;
-            break;
-        case 9:
-            g_connection.sends_fail = in.below(2) == 1;
-            break;
-        default:
-            receive_some(in);
-            break;
-    }
+using step = void (*)(zep_fuzz::input &);
+
+void loop(zep_fuzz::input &) {
+    (void)mqtt_client_loop(g_seen.client);
 }
+
+const step STEPS[] = {
+    loop,
+    publish_some,
+    [](zep_fuzz::input &) { subscribe_some(true); },
+    [](zep_fuzz::input &) { subscribe_some(false); },
+    [](zep_fuzz::input &in) { g_now_ms += 250u * in.u8(), loop(in); },
+    [](zep_fuzz::input &in) { g_seen.next_callback_does = static_cast<uint8_t>(in.below(5)); },
+    [](zep_fuzz::input &) { (void)mqtt_client_connect(g_seen.client); },
+    [](zep_fuzz::input &) { (void)mqtt_client_disconnect(g_seen.client); },
+    [](zep_fuzz::input &in) { g_connection.peer_closed = in.below(2) == 1; },
+    [](zep_fuzz::input &in) { g_connection.sends_fail = in.below(2) == 1; },
+    receive_some,
+    receive_some,  // more often than the rest
+};
 
 mqtt_client *create(bool with_cipher) {
     mqtt_client_config config = {};
@@ -227,7 +205,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     FUZZ_CHECK(g_seen.client != nullptr);
     (void)mqtt_client_connect(g_seen.client);
     while (!in.empty()) {
-        take_step(in);
+        STEPS[in.below(std::size(STEPS))](in);
         check_sent();
         check_books(*g_seen.client);
     }

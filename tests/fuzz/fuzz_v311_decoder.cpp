@@ -1,34 +1,12 @@
 // The 3.1.1 decoder on any bytes: what it accepts stays inside the library's limits, and what the
 // encoder makes of it decodes to the same record.
-#include <zep_mqtt/platform/memory.h>
 #include <zep_mqtt/protocol/v311/decoder.h>
 #include <zep_mqtt/protocol/v311/encoder.h>
 
 #include "fuzz/fuzz_support.h"
+#include "support/packet_release.h"
 
 namespace {
-
-void release(mqtt_packet &packet) {
-    switch (packet.type) {
-        case MQTT_PACKET_PUBLISH:
-            message_free(&packet.body.publish);
-            break;
-        case MQTT_PACKET_SUBSCRIBE:
-            subscribe_filters_free(packet.body.subscribe.filters,
-                                   packet.body.subscribe.filter_count);
-            platform_free(packet.body.subscribe.qos_list);
-            break;
-        case MQTT_PACKET_SUBACK:
-            platform_free(packet.body.suback.return_codes);
-            break;
-        case MQTT_PACKET_UNSUBSCRIBE:
-            subscribe_filters_free(packet.body.unsubscribe.filters,
-                                   packet.body.unsubscribe.filter_count);
-            break;
-        default:
-            break;
-    }
-}
 
 void check_filters(const char *const *filters, int32_t count) {
     FUZZ_CHECK(count >= 0 && count <= MQTT_PACKET_MAX_ENTRIES);
@@ -88,7 +66,7 @@ void check_round_trip(const mqtt_packet &packet) {
     } else {
         FUZZ_CHECK(std::memcmp(&packet.body.ack, &again.body.ack, sizeof packet.body.ack) == 0);
     }
-    release(again);
+    zep_test::release(again);
 }
 
 }  // namespace
@@ -98,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (mqtt_packet_decode_v311(data, static_cast<uint32_t>(size), &packet) == 0) {
         check_limits(packet, size);
         check_round_trip(packet);
-        release(packet);
+        zep_test::release(packet);
     }
     return 0;
 }

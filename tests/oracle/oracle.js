@@ -5,7 +5,6 @@
 'use strict';
 
 const assert = require('assert');
-const os = require('os');
 const readline = require('readline');
 const { spawn } = require('child_process');
 const mqtt = require('mqtt-packet');
@@ -24,7 +23,6 @@ function random() {
 const int = (low, high) => low + Math.floor(random() * (high - low + 1));
 const pick = list => list[int(0, list.length - 1)];
 const chance = () => random() < 0.5;
-const bit = () => int(0, 1);
 const u16 = () => pick([0, 1, 255, 256, 65535, int(0, 65535)]);
 const u32 = () => pick([0, 1, 65536, 0x80000000, 0xffffffff, int(0, 0xffffffff)]);
 const bytes = length => Buffer.from(Array.from({ length }, () => int(0, 255)));
@@ -97,217 +95,154 @@ function plain(value) {
 }
 const DEFAULTS = { cmd: null, retain: false, qos: 0, dup: false, topic: null, payload: null };
 
-// --- what the library writes: the request, and the packet that it stands for
+// --- the packets: our record and the other codec's object for it
 
 const TYPES = ['', 'connect', 'connack', 'publish', 'puback', 'pubrec', 'pubrel', 'pubcomp', 'subscribe',
   'suback', 'unsubscribe', 'unsuback', 'pingreq', 'pingresp', 'disconnect'];
 const ACKS = ['puback', 'pubrec', 'pubrel', 'pubcomp'];
-const ACK_CODES = {
-  puback: [0, 0x10, 0x80, 0x83, 0x87, 0x90, 0x91, 0x97, 0x99], pubrel: [0, 0x92]
-};
-ACK_CODES.pubrec = ACK_CODES.puback;
-ACK_CODES.pubcomp = ACK_CODES.pubrel;
+const ACK_CODES = { 6: [0, 0x92], 7: [0, 0x92] };  // by type; of the others:
+const PUBLISH_CODES = [0, 0x10, 0x80, 0x83, 0x87, 0x90, 0x91, 0x97, 0x99];
 const SUBACK_CODES = [0, 1, 2, 0x80, 0x83, 0x87, 0x8f, 0x91, 0x97, 0x9e, 0xa1, 0xa2];
 const UNSUBACK_CODES = [0, 0x11, 0x80, 0x83, 0x87, 0x8f, 0x91];
-const codesOf = (list, most) => Array.from({ length: pick([1, most, int(1, most)]) }, () => pick(list));
+const listOf = (most, make) => Array.from({ length: pick([1, most, int(1, most)]) }, make);
+const qos = () => int(0, 2);
 
-// The properties whose value is not 0, under the other codec's names; none at all if there is none.
-function propertiesOf(named) {
-  const present = Object.entries(named).filter(([, value]) => value !== 0);
-  return present.length === 0 ? {} : { properties: Object.fromEntries(present) };
-}
-
-function connect(version) {
-  const fields = { client_id: text(1, 23), keep_alive: u16() };
-  const packet = {
-    cmd: 'connect', protocolId: 'MQTT', protocolVersion: version, clean: true,
-    keepalive: fields.keep_alive, clientId: fields.client_id
-  };
-  if (version === 5) {
-    Object.assign(fields, { clean_start: bit(), session_expiry: u32(), max_packet_size: u32(),
-      topic_alias_max: u16() });
-    packet.clean = fields.clean_start === 1;
-    Object.assign(packet, propertiesOf({
-      sessionExpiryInterval: packet.clean ? 0 : fields.session_expiry,
-      maximumPacketSize: fields.max_packet_size, topicAliasMaximum: fields.topic_alias_max
-    }));
-  }
-  if (chance()) {
-    const will = { retain: chance(), qos: int(0, 2), topic: topic(), payload: bytes(pick([0, 1, 256])) };
-    packet.will = will;
-    Object.assign(fields, { will_flag: 1, will_topic: will.topic, will_payload: will.payload,
-      will_qos: will.qos, will_retain: +will.retain });
-  }
-  if (chance()) {
-    packet.username = text(1, 200);
-    Object.assign(fields, { has_username: 1, username: packet.username });
-    if (chance()) {
-      packet.password = Buffer.from(text(1, 200));
-      Object.assign(fields, { has_password: 1, password: packet.password });
-    }
+// A sample of rows [our field, the other's member, how to make a value, what the member holds for
+// it]. Flags are truth values there; a property of 0 is not sent. Without a member it is only ours.
+function draw(rows, packet = {}) {
+  const fields = {};
+  for (const [field, member, make, toMember = value => value] of rows) {
+    const value = make();
+    fields[field] = typeof value === 'boolean' ? Number(value) : value;
+    if (member === null) continue;
+    const [last, outer] = member.split('.').reverse();
+    if (outer === 'properties' && value === 0) continue;
+    const holder = outer === undefined ? packet : (packet[outer] ??= {});
+    holder[last] = toMember(value);
   }
   return { fields, packet };
 }
 
+const MESSAGE_ID = ['msg_id', 'messageId', () => int(1, 65535)];
+const MESSAGE_ID_311 = ['msg_id', 'messageId', () => int(1, 128)];
+const EXPIRY = ['session_expiry', 'properties.sessionExpiryInterval', u32];
+const LARGEST = ['max_packet_size', 'properties.maximumPacketSize', u32];
+const given = flag => [flag, null, () => 1];
+
+function connect(version) {
+  const clean = version === 4 || chance();
+  const rows = [['client_id', 'clientId', () => text(1, 23)], ['keep_alive', 'keepalive', u16]];
+  if (version === 5) {
+    rows.push(['clean_start', null, () => clean], clean ? ['session_expiry', null, u32] : EXPIRY, LARGEST,
+      ['topic_alias_max', 'properties.topicAliasMaximum', u16]);
+  }
+  if (chance()) {
+    rows.push(given('will_flag'), ['will_topic', 'will.topic', topic], ['will_qos', 'will.qos', qos],
+      ['will_payload', 'will.payload', () => bytes(pick([0, 1, 256]))], ['will_retain', 'will.retain', chance]);
+  }
+  if (chance()) {
+    rows.push(given('has_username'), ['username', 'username', () => text(1, 200)]);
+    if (chance()) rows.push(given('has_password'), ['password', 'password', () => text(1, 200), Buffer.from]);
+  }
+  return draw(rows, { protocolId: 'MQTT', protocolVersion: version, clean });
+}
+
+function publish(version, payload) {
+  const level = qos();
+  const rows = [['topic', 'topic', topic], ['qos', 'qos', () => level], ['retain', 'retain', chance],
+    [version === 5 ? 'is_dup' : 'dup', 'dup', chance], ['payload', 'payload', () => payload]];
+  if (version === 5) rows.push(['message_expiry', 'properties.messageExpiryInterval', u32]);
+  rows.push(level === 0 ? ['msg_id', null, () => 0] : version === 5 ? MESSAGE_ID : MESSAGE_ID_311);
+  return draw(rows);
+}
+
+function subscribe50() {
+  const { fields, packet } = draw([['topic', 'topic', filter], ['qos', 'qos', qos], ['no_local', 'nl', chance],
+    ['retain_as_published', 'rap', chance], ['retain_handling', 'rh', qos]]);
+  if (chance()) {
+    Object.assign(fields, { topic: text(1, 24), is_shared: 1, share_group: text(1, 32) });
+    packet.topic = `$share/${fields.share_group}/${fields.topic}`;
+  }
+  fields.msg_id = int(1, 65535);
+  return { fields, packet: { qos: 1, messageId: fields.msg_id, subscriptions: [packet] } };
+}
+
 const writes50 = {
   connect: () => connect(5),
-  connack() {
-    const fields = { session_present: bit(), reason_code: pick([0, 0x80, 0x86, 0x9f]),
-      session_expiry: u32(), max_packet_size: u32(), receive_maximum: u16() };
-    const properties = propertiesOf({ sessionExpiryInterval: fields.session_expiry,
-      maximumPacketSize: fields.max_packet_size, receiveMaximum: fields.receive_maximum });
-    return { fields, packet: { sessionPresent: fields.session_present === 1,
-      reasonCode: fields.reason_code, ...properties } };
-  },
-  publish(payload = bytes(pick([0, 1, 100, 127, 128, 1024]))) {
-    const qos = int(0, 2);
-    const fields = { topic: topic(), qos, retain: bit(), is_dup: bit(), payload, message_expiry: u32() };
-    const packet = { topic: fields.topic, qos, retain: fields.retain === 1, dup: fields.is_dup === 1,
-      payload, ...propertiesOf({ messageExpiryInterval: fields.message_expiry }) };
-    if (qos !== 0) packet.messageId = fields.msg_id = int(1, 65535);
-    return { fields, packet };
-  },
-  subscribe() {
-    const fields = { msg_id: int(1, 65535), topic: filter(), qos: int(0, 2), no_local: bit(),
-      retain_as_published: bit(), retain_handling: int(0, 2) };
-    let subscribed = fields.topic;
-    if (chance()) {
-      Object.assign(fields, { topic: text(1, 24), is_shared: 1, share_group: text(1, 32) });
-      subscribed = `$share/${fields.share_group}/${fields.topic}`;
-    }
-    return { fields, packet: { qos: 1, messageId: fields.msg_id, subscriptions: [{ topic: subscribed,
-      qos: fields.qos, nl: fields.no_local === 1, rap: fields.retain_as_published === 1,
-      rh: fields.retain_handling }] } };
-  },
-  suback() {
-    const fields = { msg_id: int(1, 65535), reason_codes: codesOf(SUBACK_CODES, 8) };
-    return { fields, packet: { messageId: fields.msg_id, granted: fields.reason_codes } };
-  },
-  unsubscribe() {
-    const fields = { msg_id: int(1, 65535), topic: filter() };
-    return { fields, packet: { qos: 1, messageId: fields.msg_id, unsubscriptions: [fields.topic] } };
-  },
-  unsuback() {
-    const fields = { msg_id: int(1, 65535), reason_code: pick(UNSUBACK_CODES) };
-    return { fields, packet: { messageId: fields.msg_id, granted: [fields.reason_code] } };
-  },
-  disconnect() {
-    const fields = { reason_code: pick([0, 4, 0x80, 0x9c]), session_expiry: u32() };
-    return { fields, packet: { reasonCode: fields.reason_code,
-      ...propertiesOf({ sessionExpiryInterval: fields.session_expiry }) } };
-  }
+  connack: () => draw([['session_present', 'sessionPresent', chance],
+    ['reason_code', 'reasonCode', () => pick([0, 0x80, 0x86, 0x9f])], EXPIRY, LARGEST,
+    ['receive_maximum', 'properties.receiveMaximum', u16]]),
+  publish: () => publish(5, bytes(pick([0, 1, 100, 127, 128, 1024]))),
+  subscribe: subscribe50,
+  suback: () => draw([MESSAGE_ID, ['reason_codes', 'granted', () => listOf(8, () => pick(SUBACK_CODES))]]),
+  unsubscribe: () => draw([MESSAGE_ID, ['topic', 'unsubscriptions', filter, one => [one]]], { qos: 1 }),
+  unsuback: () => draw([MESSAGE_ID, ['reason_code', 'granted', () => pick(UNSUBACK_CODES), one => [one]]]),
+  disconnect: () => draw([['reason_code', 'reasonCode', () => pick([0, 4, 0x80, 0x9c])], EXPIRY])
 };
-for (const cmd of ACKS) {
-  // The form with a reason code and no property length, which the other codec reads but never writes.
-  writes50[cmd] = () => {
-    const fields = { msg_id: int(1, 65535), reason_code: pick(ACK_CODES[cmd]) };
-    return { fields, exact: false,
-      packet: { messageId: fields.msg_id, reasonCode: fields.reason_code, qos: +(cmd === 'pubrel') } };
-  };
-}
 
-// Packets of 3.1.1 in both directions: our record and the other codec's object.
+// Packets of 3.1.1 in both directions.
 const packets311 = {
-  connack() {
-    const fields = { session_present: bit(), return_code: int(0, 5) };
-    return { fields, packet: { sessionPresent: fields.session_present === 1,
-      returnCode: fields.return_code } };
+  connack: () => draw([['session_present', 'sessionPresent', chance], ['return_code', 'returnCode', () => int(0, 5)]]),
+  publish: () => publish(4, bytes(pick([0, 1, 100, 127, 128, 900]))),
+  subscribe: () => {
+    const subscriptions = listOf(13, () => ({ topic: filter(), qos: qos() }));
+    return draw([MESSAGE_ID_311, ['qos', 'qos', () => 1], ['filters', null, () => subscriptions.map(one => one.topic)],
+      ['qos_list', null, () => subscriptions.map(one => one.qos)]], { subscriptions });
   },
-  publish(payload = bytes(pick([0, 1, 100, 127, 128, 900]))) {
-    const qos = int(0, 2);
-    const fields = { topic: topic(), qos, retain: bit(), dup: bit(), payload, msg_id: 0 };
-    const packet = { topic: fields.topic, qos, retain: fields.retain === 1, dup: fields.dup === 1,
-      payload };
-    if (qos !== 0) packet.messageId = fields.msg_id = int(1, 128);
-    return { fields, packet };
-  },
-  subscribe() {
-    const count = pick([1, 2, 13]);
-    const filters = Array.from({ length: count }, filter);
-    const fields = { qos: 1, msg_id: int(1, 128), filters, qos_list: filters.map(() => int(0, 2)) };
-    return { fields, packet: { qos: 1, messageId: fields.msg_id,
-      subscriptions: filters.map((each, i) => ({ topic: each, qos: fields.qos_list[i] })) } };
-  },
-  suback() {
-    const fields = { msg_id: int(1, 65535), return_codes: codesOf([0, 1, 2, 0x80], 16) };
-    return { fields, packet: { messageId: fields.msg_id, granted: fields.return_codes } };
-  },
-  unsubscribe() {
-    const fields = { qos: 1, msg_id: int(1, 128), filters: Array.from({ length: int(1, 13) }, filter) };
-    return { fields, packet: { qos: 1, messageId: fields.msg_id, unsubscriptions: fields.filters } };
-  },
-  pingreq: () => ({ fields: {}, packet: {} }),
-  pingresp: () => ({ fields: {}, packet: {} }),
-  disconnect: () => ({ fields: {}, packet: {} })
+  suback: () => draw([MESSAGE_ID, ['return_codes', 'granted', () => listOf(16, () => pick([0, 1, 2, 0x80]))]]),
+  unsubscribe: () => draw([MESSAGE_ID_311, ['qos', 'qos', () => 1], ['filters', 'unsubscriptions', () => listOf(13, filter)]]),
+  unsuback: () => draw([MESSAGE_ID_311, ['qos', 'qos', () => 0]])
 };
-for (const cmd of [...ACKS, 'unsuback']) {
-  packets311[cmd] = () => {
-    const qos = +(cmd === 'pubrel');
-    const fields = { qos, msg_id: int(1, 128) };
-    return { fields, packet: { qos, messageId: fields.msg_id } };
-  };
-}
+for (const name of ['pingreq', 'pingresp', 'disconnect']) packets311[name] = () => draw([]);
 
-// --- what our 5.0 decoders read: the other codec's object and the record that must come of it
+// --- what only our 5.0 decoders read
 
-// The CONNACK properties: identifier, the record's field (none if the library has no field), value.
+// The CONNACK properties: the record's field (null: the library has none), value, and what the field
+// holds without it.
 const CONNACK_PROPERTIES = {
-  sessionExpiryInterval: [0x11, 'session_expiry', u32, 4],
-  assignedClientIdentifier: [0x12, 'assigned_client_id', () => text(1, 63)],
-  serverKeepAlive: [0x13, 'server_keep_alive', u16, 2],
-  authenticationMethod: [0x15, null, () => text(0, 20)],
-  authenticationData: [0x16, null, () => bytes(int(1, 20))],
-  responseInformation: [0x1a, null, () => text(0, 20)],
-  serverReference: [0x1c, null, () => text(0, 20)],
-  reasonString: [0x1f, 'reason_string', () => text(0, 80)],
-  receiveMaximum: [0x21, 'receive_maximum', u16, 2],
-  topicAliasMaximum: [0x22, 'topic_alias_max', u16, 2],
-  maximumQoS: [0x24, null, bit],
-  retainAvailable: [0x25, 'retain_available', chance, 1],
-  userProperties: [0x26, 'user_property', () => ({ [text(1, 63)]: text(0, 20) })],
-  maximumPacketSize: [0x27, 'max_packet_size', u32, 4],
-  wildcardSubscriptionAvailable: [0x28, 'wildcard_sub_available', chance, 1],
-  subscriptionIdentifiersAvailable: [0x29, 'sub_id_available', chance, 1],
-  sharedSubscriptionAvailable: [0x2a, 'shared_sub_available', chance, 1]
+  sessionExpiryInterval: ['session_expiry', u32, 0],
+  assignedClientIdentifier: ['assigned_client_id', () => text(1, 63), ''],
+  serverKeepAlive: ['server_keep_alive', u16, 0],
+  authenticationMethod: [null, () => text(0, 20)],
+  authenticationData: [null, () => bytes(int(1, 20))],
+  responseInformation: [null, () => text(0, 20)],
+  serverReference: [null, () => text(0, 20)],
+  reasonString: ['reason_string', () => text(0, 80), ''],
+  receiveMaximum: ['receive_maximum', u16, 0],
+  topicAliasMaximum: ['topic_alias_max', u16, 0],
+  maximumQoS: [null, () => int(0, 1)],
+  retainAvailable: ['retain_available', chance, 0],
+  userProperties: ['user_property', () => ({ [text(1, 63)]: text(0, 20) }), ''],
+  maximumPacketSize: ['max_packet_size', u32, 0],
+  wildcardSubscriptionAvailable: ['wildcard_sub_available', chance, 0],
+  subscriptionIdentifiersAvailable: ['sub_id_available', chance, 0],
+  sharedSubscriptionAvailable: ['shared_sub_available', chance, 0]
 };
-
-function storedValue(value, width) {
-  const stored = Buffer.alloc(64);
-  if (width !== undefined) stored[`writeUInt${os.endianness()}`](Number(value), 0, width);
-  else stored.write(value);
-  return stored;
-}
 
 // What the decoder keeps of the properties: up to sixteen, up to the first text that is too long,
 // and up to a user property, whose second text begins with a length byte of 0.
-function readConnackProperties(fields, properties) {
-  let count = 0;
-  for (const [name, given] of Object.entries(properties)) {
-    const [id, field, , width] = CONNACK_PROPERTIES[name];
+function keptOf(properties) {
+  const fields = {};
+  for (const [name, given] of Object.entries(properties).slice(0, 16)) {
+    const [field] = CONNACK_PROPERTIES[name];
     const value = name === 'userProperties' ? Object.keys(given)[0] : given;
-    const isText = field !== null && width === undefined;
-    if (count === 16 || (isText && Buffer.byteLength(value) > 63)) return;
-    fields[`prop${count}_id`] = id;
-    fields[`prop${count}`] = field === null ? Buffer.alloc(64) : storedValue(value, width);
-    count += 1;
-    if (field === 'assigned_client_id' && Buffer.byteLength(value) > 23) fields[field] = '';
-    else if (field !== null) fields[field] = isText ? value : Number(value);
-    if (name === 'userProperties') return;
+    const size = typeof value === 'string' ? Buffer.byteLength(value) : 0;
+    if (field !== null && size > 63) break;
+    if (field === 'assigned_client_id' && size > 23) fields[field] = '';
+    else if (field !== null) fields[field] = size > 0 || value === '' ? value : Number(value);
+    if (name === 'userProperties') break;
   }
+  return fields;
 }
 
 function connack50(names) {
   const properties = {};
-  for (const name of names) properties[name] = CONNACK_PROPERTIES[name][2]();
-  const packet = { sessionPresent: chance(), reasonCode: pick([0, 0, 0x80, 0x9f]), properties };
-  const size = mqtt.generate({ cmd: 'connack', ...packet }, { protocolVersion: 5 }).length;
-  const fields = { session_present: +packet.sessionPresent, reason_code: packet.reasonCode,
-    total_len: size, remaining_len: size - (size < 130 ? 2 : 3) };
-  for (const [, field, , width] of Object.values(CONNACK_PROPERTIES)) {
-    if (field !== null) fields[field] = width === undefined ? '' : 0;
-  }
-  readConnackProperties(fields, properties);
-  return { packet, fields };
+  const fields = {};
+  for (const name of names) properties[name] = CONNACK_PROPERTIES[name][1]();
+  for (const [field, , absent] of Object.values(CONNACK_PROPERTIES)) if (field !== null) fields[field] = absent;
+  const { fields: head, packet } = draw([['session_present', 'sessionPresent', chance],
+    ['reason_code', 'reasonCode', () => pick([0, 0, 0x80, 0x9f])]], { properties });
+  return { packet, fields: { ...head, ...fields, ...keptOf(properties) } };
 }
 
 const ALL_CONNACK_PROPERTIES = Object.keys(CONNACK_PROPERTIES);
@@ -320,35 +255,36 @@ const anyProperties = () => pick([undefined, { reasonString: text(0, 60) }, { us
 
 const reads50 = {
   connack: () => connack50(shuffled(ALL_CONNACK_PROPERTIES).slice(0, int(0, 17))),
-  publish() {
-    const { fields, packet } = writes50.publish(bytes(pick([0, 1, 100, 128, 700])));
-    const foreign = shuffled(Object.keys(FOREIGN_PUBLISH_PROPERTIES)).slice(0, int(0, 7));
-    const properties = {};
+  publish() {  // the expiry is read only in front of the properties that are not
+    const { fields, packet } = publish(5, bytes(pick([0, 1, 100, 128, 700])));
+    const foreign = shuffled(Object.entries(FOREIGN_PUBLISH_PROPERTIES)).slice(0, int(0, 7))
+      .map(([name, make]) => [name, make()]);
+    const expiry = Object.entries(packet.properties ?? {});
     const expiryFirst = chance();
-    const expiry = packet.properties;
-    if (expiry !== undefined && expiryFirst) Object.assign(properties, expiry);
-    for (const name of foreign) properties[name] = FOREIGN_PUBLISH_PROPERTIES[name]();
-    if (expiry !== undefined && !expiryFirst) Object.assign(properties, expiry);
+    packet.properties = Object.fromEntries(expiryFirst ? [...expiry, ...foreign] : [...foreign, ...expiry]);
     if (foreign.length !== 0 && !expiryFirst) fields.message_expiry = 0;
-    return { packet: { ...packet, properties }, fields: { msg_id: 0, ...fields } };
+    return { fields, packet };
   },
   suback() {
-    const granted = codesOf(SUBACK_CODES, 12);
-    const packet = { messageId: u16(), granted, properties: anyProperties() };
+    const granted = listOf(12, () => pick(SUBACK_CODES));
     const kept = granted.slice(0, 8);
-    return { packet, fields: { msg_id: packet.messageId, reason_codes: kept,
-      granted_qos: kept.map(code => code & 3) } };
+    return draw([['msg_id', 'messageId', u16], ['reason_codes', null, () => kept],
+      ['granted_qos', null, () => kept.map(code => code & 3)]], { granted, properties: anyProperties() });
   },
-  unsuback() {
-    const packet = { messageId: u16(), granted: codesOf(UNSUBACK_CODES, 3), properties: anyProperties() };
-    return { packet, fields: { msg_id: packet.messageId, reason_code: packet.granted[0] } };
-  }
+  unsuback: () => draw([['msg_id', 'messageId', u16],
+    ['reason_code', 'granted', () => pick(UNSUBACK_CODES), one => [one, ...listOf(2, () => pick(UNSUBACK_CODES))]]],
+  { properties: anyProperties() })
 };
-for (const cmd of ACKS) {
-  reads50[cmd] = () => {  // in 2, 4 or more bytes
-    const packet = { messageId: u16(), reasonCode: pick(ACK_CODES[cmd]), properties: anyProperties() };
-    return { packet, fields: { msg_id: packet.messageId, reason_code: packet.reasonCode } };
-  };
+
+for (const name of ACKS) {
+  const type = TYPES.indexOf(name);
+  const level = Number(name === 'pubrel');
+  const reason = ['reason_code', 'reasonCode', () => pick(ACK_CODES[type] ?? PUBLISH_CODES)];
+  packets311[name] = () => draw([MESSAGE_ID_311, ['qos', 'qos', () => level]]);
+  // The form with a reason code and no property length, which the other codec reads but never writes.
+  writes50[name] = () => ({ exact: false, ...draw([MESSAGE_ID, reason], { qos: level }) });
+  // In 2, 4 or more bytes.
+  reads50[name] = () => draw([['msg_id', 'messageId', u16], reason], { properties: anyProperties() });
 }
 
 // --- the comparison
@@ -400,22 +336,21 @@ async function checkBoth311(name, sample) {
 }
 
 // A PUBLISH that has exactly so many bytes after its fixed header.
-function publishOf(remaining, version, publish) {
-  const sample = publish(Buffer.alloc(0));
-  const bare = mqtt.generate({ cmd: 'publish', ...sample.packet }, { protocolVersion: version });
-  const payload = Buffer.alloc(remaining - (bare.length - 2), 'p');
-  sample.fields.payload = sample.packet.payload = payload;
-  return sample;
+function publishOf(remaining, version) {
+  const made = publish(version, Buffer.alloc(0));
+  const bare = mqtt.generate({ cmd: 'publish', ...made.packet }, { protocolVersion: version });
+  made.fields.payload = made.packet.payload = Buffer.alloc(remaining - (bare.length - 2), 'p');
+  return made;
 }
 
 async function checkCorners() {
   for (const step of [128, 16384, 2097152]) {  // where the remaining length takes one byte more
     for (const remaining of [step - 1, step]) {
-      await checkWritten('publish', 'v50 publish', 5, publishOf(remaining, 5, writes50.publish));
+      await checkWritten('publish', 'v50 publish', 5, publishOf(remaining, 5));
     }
   }
   for (const remaining of [127, 128, 1024]) {
-    await checkBoth311('publish', publishOf(remaining, 4, packets311.publish));
+    await checkBoth311('publish', publishOf(remaining, 4));
   }
   await checkRead('connack', 'v50 connack', 5, connack50(ALL_CONNACK_PROPERTIES));
   const last = ALL_CONNACK_PROPERTIES.filter(name => name !== 'userProperties');
