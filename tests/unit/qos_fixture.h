@@ -1,10 +1,6 @@
 // A session whose caches are filled by hand and whose time is moved instead of slept.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
-
 #include <zep_mqtt/platform/clock.h>
 #include <zep_mqtt/qos/cache.h>
 #include <zep_mqtt/qos/qos1.h>
@@ -13,16 +9,11 @@
 #include "protocol/v311/packet_id_private.h"
 #include "support/guarded_bytes.h"
 #include "support/log_capture.h"
+#include "support/packets.h"
 
 namespace zep_test {
 
-using bytes = std::vector<uint8_t>;
 using ids = std::vector<uint16_t>;
-
-inline bytes operator+(bytes first, const bytes &second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
 
 // What the entries of both caches have in common.
 struct cached {

@@ -11,9 +11,9 @@ class qos_retransmission : public qos_fixture {
 
     // The PUBLISH with DUP of a message of the fixture.
     bytes again(uint8_t id, uint32_t version = 4) const {
-        const uint8_t first = qos() == 1 ? 0x3A : 0x3C;
-        return version == 4 ? bytes{first, 9, 0, 3, 'a', '/', 'b', 0, id, 'h', 'i'}
-                            : bytes{first, 10, 0, 3, 'a', '/', 'b', 0, id, 0, 'h', 'i'};
+        return lay(std::string(qos() == 1 ? "3a" : "3c") +
+                       (version == 4 ? "09 0003 'a/b' id 'hi'" : "0a 0003 'a/b' id 00 'hi'"),
+                   id);
     }
 };
 INSTANTIATE_TEST_SUITE_P(qos, qos_retransmission, testing::Values(1u, 2u));
@@ -43,12 +43,12 @@ TEST_P(qos_retransmission, high_priority_comes_oldest_first_then_the_rest_newest
     admit(qos(), 3, 2, 5);
     admit(qos(), 4, 1);
     pass(2000);
-    EXPECT_EQ(check(), again(1) + again(3, 5) + again(4) + again(2, 5));
+    EXPECT_EQ(check(), joined({again(1), again(3, 5), again(4), again(2, 5)}));
     EXPECT_EQ(packets, 4);
     EXPECT_EQ(cached_ids(qos()), (ids{4, 3, 2, 1})) << "all stay in their places";
     zep::qos_cache_set_version(&session, 4);
     pass(4000);
-    EXPECT_EQ(check(), again(1) + again(3) + again(4) + again(2));
+    EXPECT_EQ(check(), joined({again(1), again(3), again(4), again(2)}));
 }
 
 TEST_P(qos_retransmission, what_finds_no_room_behind_others_stays_due) {
@@ -61,7 +61,7 @@ TEST_P(qos_retransmission, what_finds_no_room_behind_others_stays_due) {
         const uint32_t packet = static_cast<uint32_t>(again(1, version).size());
         const uint32_t demanded = version == 4 ? packet : 3 + 2 + 64;
         log_capture log;
-        EXPECT_EQ(check(2 * packet + demanded - 1), again(3, version) + again(2, version));
+        EXPECT_EQ(check(2 * packet + demanded - 1), joined({again(3, version), again(2, version)}));
         EXPECT_EQ(packets, 2);
         EXPECT_EQ(entries(qos())[2].retry_count, 0u);
         EXPECT_EQ(check(demanded), again(1, version));
@@ -75,18 +75,15 @@ TEST_P(qos_retransmission, reports_each_due_message_that_an_empty_buffer_cannot_
     admit(qos(), 1);
     admit(qos(), 2, 2);
     pass(2000);
-    std::string lines[2];
-    for (uint32_t capacity : {1u, 10u}) {
-        log_capture log;
-        EXPECT_EQ(check(capacity), bytes{});
-        lines[capacity / 10] = log.take();
-    }
-    const std::string too_small = "[ERROR] 重传缓冲区不足：当前1 < 最小2字节\n";
+    log_capture log;
+    EXPECT_EQ(check(1), bytes{});
+    EXPECT_EQ(check(10), bytes{});
+    const std::string lines = log.take(), too_small = "[ERROR] 重传缓冲区不足：当前1 < 最小2字节\n";
     const std::string failed = "重传编码失败：PacketID=", reason = "，版本=4，错误=参数无效\n";
-    EXPECT_EQ(lines[0], too_small + too_small);
-    EXPECT_NE(lines[1].find(name() + "高优" + failed + "2" + reason), std::string::npos);
-    EXPECT_TRUE(lines[1].ends_with("[ERROR] " + name() + failed + "1" + reason));
-    EXPECT_EQ(check(), again(2) + again(1)) << "both stayed due";
+    EXPECT_TRUE(lines.starts_with(too_small + too_small));
+    EXPECT_NE(lines.find(name() + "高优" + failed + "2" + reason), std::string::npos);
+    EXPECT_TRUE(lines.ends_with("[ERROR] " + name() + failed + "1" + reason));
+    EXPECT_EQ(check(), joined({again(2), again(1)})) << "both stayed due";
 }
 
 class qos1_exchange : public qos_fixture {};
@@ -96,7 +93,7 @@ TEST_F(qos1_exchange, force_ignores_the_back_off_but_not_the_limit) {
     admit(1, 2);
     entries(1)[0].retry_count = 3;
     entries(1)[1].msg.retain = 1;
-    EXPECT_EQ(check(1, 64, 1), (bytes{0x3B, 9, 0, 3, 'a', '/', 'b', 0, 1, 'h', 'i'}));
+    EXPECT_EQ(check(1, 64, 1), lay("3b 09 0003 'a/b' 0001 'hi'"));
     EXPECT_EQ(cached_ids(1), ids{1});
 }
 
@@ -119,14 +116,10 @@ TEST_F(qos1_exchange, an_invalid_message_is_dropped_whether_due_or_not) {
 class qos2_exchange : public qos_fixture {
  protected:
     int32_t pubrec(uint16_t id, uint32_t capacity = 1024) {
-        guarded_bytes buffer(capacity);
+        const guarded_bytes buffer(capacity);
         uint32_t len = capacity;
-        const int32_t status = mqtt_qos2_handle_pubrec(&session, id, buffer.data(), &len);
-        pubrel = status == 0 ? bytes(buffer.data(), buffer.data() + len) : bytes{};
-        return status;
+        return mqtt_qos2_handle_pubrec(&session, id, buffer.data(), &len);
     }
-
-    bytes pubrel;
 };
 
 TEST_F(qos2_exchange, a_pubrel_without_the_room_that_its_encoder_demands_stays_due) {
@@ -135,13 +128,11 @@ TEST_F(qos2_exchange, a_pubrel_without_the_room_that_its_encoder_demands_stays_d
         admit(2, 2, 1, version);
         EXPECT_EQ(pubrec(1) + pubrec(2), 0);
         pass(2000);
-        const auto expected = [version](uint8_t id) {
-            return version == 4 ? bytes{0x62, 2, 0, id} : bytes{0x62, 3, 0, id, 0};
-        };
-        const uint32_t demanded = version == 4 ? 4 : 10;
+        const char *const pubrel = version == 4 ? "62 02 id" : "62 03 id 00";
+        const uint32_t size = version, demanded = version == 4 ? 4 : 10;
         log_capture log;
-        EXPECT_EQ(check(2, static_cast<uint32_t>(expected(2).size()) + demanded - 1), expected(2));
-        EXPECT_EQ(check(2, demanded), expected(1));
+        EXPECT_EQ(check(2, size + demanded - 1), lay(pubrel, 2));
+        EXPECT_EQ(check(2, demanded), lay(pubrel, 1));
         EXPECT_EQ(log.take(), "");
         EXPECT_EQ(mqtt_qos2_handle_pubcomp(&session, 1), 0);
         EXPECT_EQ(mqtt_qos2_handle_pubcomp(&session, 2), 0);

@@ -97,17 +97,14 @@ TEST(v311_encoder, every_packet_fits_exactly_and_never_leaves_its_buffer) {
         {full_connect([](auto &c) { c.will_payload = nullptr; }),
          "10 1b 0004'MQTT'04 f6 003c 0002'c1' 0001'w' 0000 0002'me' 0002'pw'"},
         {connack(7, 15), "20 02 01 0f"},
-        {publish("t", 0, 999, 1), "30 04 0001't' 'p'"},
         {flagged, "3d 05 0001't' 0080"},
         {publish("t", 0, 0, 197), "30 c801 0001't' 70*197"},
         {publish("t", 0, 0, 1024), "30 8308 0001't' 70*1024"},
         {ack(MQTT_PACKET_PUBREC, 0, 0xFFFF), "50 02 ffff"},
-        {ack(MQTT_PACKET_UNSUBACK, 0, 0x0102), "b0 02 0102"},
         {subscribe(FILTERS, 3), "82 0f 0002 0003'a/#'01 0000 02 0001'+'03"},
         {unsubscribe(FILTERS, 2), "a2 09 0003 0003'a/#' 0000"},
         {unsubscribe(FILTERS + 3, 1), "a2 44 0003 0040 66*64"},
         {suback(CODES.data(), 16382), "90 808001 0004 01*16382"},
-        {bare(MQTT_PACKET_PINGREQ), "c0 00"},
     };
     agent_log_set_level(AGENT_LOG_FATAL);
     for (const auto &[packet, text] : rows) {
@@ -178,8 +175,7 @@ TEST(v311_encoder, refusals) {
 TEST(v311_encoder, arguments_and_version) {
     const mqtt_packet packet = ack(MQTT_PACKET_PUBREL, 1, 0);
     uint8_t room[8];
-    uint32_t len = sizeof room;
-    uint32_t none = 0;
+    uint32_t len = sizeof room, none = 0;
     const std::tuple<const mqtt_packet *, uint8_t *, uint32_t *> rows[] = {{nullptr, room, &len},
                                                                            {&packet, nullptr, &len},
                                                                            {&packet, room, nullptr},
