@@ -65,7 +65,7 @@ class vanishing_peer_test : public both_versions {
         }
         run("ip link add name far type veth peer name near netns " + here.path());
         run("ip address add 192.0.2.2/30 dev far && ip link set far up");
-        distant.emplace("listener 1883 192.0.2.2\n");
+        distant.emplace("listener 1883 192.0.2.2\nmax_keepalive 10\n");
         here.enter();
         run("ip address add 192.0.2.1/30 dev near && ip link set near up");
 
@@ -103,13 +103,13 @@ class vanishing_peer_test : public both_versions {
         }
     }
 
-    void expect_lost_in_time() {
-        const auto bound = config.keep_alive * 1500ms;
+    void expect_lost_in_time(uint16_t keep_alive_seconds) {
+        const auto bound = keep_alive_seconds * 1500ms;
         loop_until({"DISCONNECT failed result=-4"}, bound);
         const auto noticed = steady_clock::now() - silent_since;
         EXPECT_LE(noticed, bound);
         std::cerr << "noticed after " << noticed / 1ms << " ms, keep-alive interval "
-                  << config.keep_alive * 1000 << " ms\n";  // stdout is the log's
+                  << keep_alive_seconds * 1000 << " ms\n";  // stdout is the log's
     }
 
     // The silence ends while the client tries to reconnect.
@@ -133,21 +133,21 @@ class vanishing_peer_test : public both_versions {
 INSTANTIATE_TEST_SUITE_P(, vanishing_peer_test, testing::Values(&V311, &V50), version_name);
 
 TEST_P(vanishing_peer_test, is_noticed_by_an_idle_client) {
-    connect_and_silence(4);
-    expect_lost_in_time();
+    connect_and_silence(is_50() ? 60 : 4);
+    expect_lost_in_time(is_50() ? 10 : 4);  // on 5.0 the broker decides
     expect_reconnects_and_works({"CONNACK ok"});
 }
 
 TEST_P(vanishing_peer_test, is_noticed_during_an_exchange) {
     connect_and_silence(4);
     EXPECT_EQ(publish(1), 0);
-    expect_lost_in_time();
+    expect_lost_in_time(4);
     expect_reconnects_and_works({"CONNACK ok", "PUBACK ok id=1"});
 }
 
 TEST_P(vanishing_peer_test, is_noticed_at_the_shortest_interval) {
     connect_and_silence(1);
-    expect_lost_in_time();
+    expect_lost_in_time(1);
 }
 
 }  // namespace
