@@ -5,7 +5,6 @@
 #include <arpa/inet.h>
 #include <chrono>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <string>
 #include <sys/socket.h>
@@ -14,6 +13,7 @@
 #include <utility>
 
 #include "support/log_capture.h"
+#include "support/loopback.h"
 
 namespace zep_test {
 
@@ -39,10 +39,6 @@ class owned_fd {
  private:
     int fd_ = -1;
 };
-
-inline sockaddr_in loopback(uint16_t port) {
-    return {AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
-}
 
 inline uint16_t port_of(int sock) {
     sockaddr_in address{};

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <gtest/gtest.h>
 #include <random>
 #include <set>
 #include <vector>
@@ -14,7 +13,7 @@ namespace {
 class packet_id : public testing::Test {
  protected:
     void SetUp() override {
-        agent_log_set_level(AGENT_LOG_WARN);
+        agent_log_set_level(AGENT_LOG_FATAL);
         ASSERT_EQ(mqtt_session_init(&session, "c1", 1, 60), 0);
     }
 
@@ -22,26 +21,8 @@ class packet_id : public testing::Test {
     uint16_t id = 999;
 };
 
-TEST_F(packet_id, logs_where_each_one_comes_from) {
+TEST_F(packet_id, refuses_what_it_cannot_give_or_take_and_logs_where_each_comes_from) {
     agent_log_set_level(AGENT_LOG_DEBUG);
-    zep_test::log_capture log;
-    EXPECT_EQ(mqtt_packet_id_free(&session, 2), 0) << "never taken, accepted";
-    EXPECT_EQ(mqtt_packet_id_free(&session, 2), -111);
-    EXPECT_EQ(mqtt_packet_id_alloc(&session, &id), 0);
-    EXPECT_EQ(mqtt_packet_id_alloc(&session, &id), 0);
-    std::fill_n(session.id_in_use, sizeof session.id_in_use, uint8_t{1});
-    EXPECT_EQ(mqtt_packet_id_alloc(&session, &id), -106);
-    EXPECT_EQ(log.take(),
-              "[DEBUG] mqtt_packet_id_free: Packet ID（2）加入复用池，池计数=0（ClientID=c1）\n"
-              "[DEBUG] mqtt_packet_id_free: Packet ID（2）释放成功（ClientID=c1）\n"
-              "[ERROR] mqtt_packet_id_free: Packet ID（2）重复释放（ClientID=c1），违反MQTT协议\n"
-              "[DEBUG] Packet ID复用成功：ClientID=c1, ID=2, 池剩余计数=-1\n"
-              "[DEBUG] Packet ID分配成功：ClientID=c1, ID=2\n"
-              "[DEBUG] Packet ID分配成功：ClientID=c1, ID=1\n"
-              "[ERROR] Packet ID耗尽：ClientID=c1\n");
-}
-
-TEST_F(packet_id, refuses_null_and_a_session_without_init) {
     mqtt_session cleared = {};
     zep_test::log_capture log;
     EXPECT_EQ(mqtt_packet_id_alloc(nullptr, &id), -101);
@@ -49,11 +30,24 @@ TEST_F(packet_id, refuses_null_and_a_session_without_init) {
     EXPECT_EQ(id, 999);
     EXPECT_EQ(mqtt_packet_id_free(nullptr, 1), -101);
     EXPECT_EQ(mqtt_packet_id_free(&session, 129), -101);
+    EXPECT_EQ(mqtt_packet_id_free(&session, 2), 0) << "never taken, accepted";
+    EXPECT_EQ(mqtt_packet_id_free(&session, 2), -111);
+    EXPECT_EQ(mqtt_packet_id_alloc(&session, &id), 0);
+    EXPECT_EQ(mqtt_packet_id_alloc(&session, &id), 0);
+    std::fill_n(session.id_in_use, sizeof session.id_in_use, uint8_t{1});
+    EXPECT_EQ(mqtt_packet_id_alloc(&session, &id), -106);
     EXPECT_EQ(log.take(),
               "[ERROR] Packet ID分配失败：参数非法/ID<最小合法值（next_packet_id=0）\n"
               "[ERROR] Packet ID分配失败：参数非法/ID<最小合法值（next_packet_id=0）\n"
               "[ERROR] mqtt_packet_id_free: 入参非法，session为空\n"
-              "[ERROR] mqtt_packet_id_free: 非法Packet ID（129），范围[1,128]\n");
+              "[ERROR] mqtt_packet_id_free: 非法Packet ID（129），范围[1,128]\n"
+              "[DEBUG] mqtt_packet_id_free: Packet ID（2）加入复用池，池计数=0（ClientID=c1）\n"
+              "[DEBUG] mqtt_packet_id_free: Packet ID（2）释放成功（ClientID=c1）\n"
+              "[ERROR] mqtt_packet_id_free: Packet ID（2）重复释放（ClientID=c1），违反MQTT协议\n"
+              "[DEBUG] Packet ID复用成功：ClientID=c1, ID=2, 池剩余计数=-1\n"
+              "[DEBUG] Packet ID分配成功：ClientID=c1, ID=2\n"
+              "[DEBUG] Packet ID分配成功：ClientID=c1, ID=1\n"
+              "[ERROR] Packet ID耗尽：ClientID=c1\n");
 }
 
 // The plainest model of what is handed out next.
@@ -91,7 +85,6 @@ struct model {
 };
 
 TEST_F(packet_id, agrees_with_a_model_in_random_sequences) {
-    agent_log_set_level(AGENT_LOG_FATAL);
     std::mt19937 random(20240601);
     model expected;
     for (int step = 0; step < 20000; ++step) {
