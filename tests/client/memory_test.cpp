@@ -56,8 +56,9 @@ TEST_P(memory_test, the_common_paths_allocate_what_they_must) {
     expect_allocations(0, "disconnect");
 }
 
-// What the unit tests do not starve: they do it with the 3.1.1 decoder, session, will, user
-// properties, QoS cache, queue and timer.
+// Here stands what others do not starve. The unit tests do it with the 3.1.1 decoder, session,
+// will, user properties, QoS cache, queue and timer; the hostile ring with a whole session of each
+// version.
 
 // What stands for the null that an operation gives instead of a handle.
 constexpr int32_t NONE = -9999;
@@ -165,7 +166,6 @@ TEST_F(starved_operation_test, network) {
 }
 
 TEST_F(starved_operation_test, clients) {
-    // Without its connection information a client lives, and speaks 3.1.1 only.
     starve(
         "client: record, connection information, store", {NONE, 0, NONE},
         [&] {
@@ -198,73 +198,22 @@ TEST_F(starved_operation_test, clients) {
     zep_mqtt_sdk_client_destroy(handle);
 }
 
-// A session from creation to destruction, in which each allocation fails in turn. What that hits
-// says so by its code, and works when it is tried again.
-class starved_session_test : public both_versions {
- protected:
-    // False when the session made no such allocation.
-    bool session(uint64_t fail_at) {
-        const failing_malloc starved(fail_at);
-        const auto expect_starved = [&] { EXPECT_TRUE(starved.has_failed()); };
-        // The response that follows a message or packet, if the packet got through at once.
-        const auto hear_or_repeat = [&](const std::string &packet, unsigned id,
-                                        const happenings &expected) {
-            broker.send(packet, id);
-            pass();
-            if (happenings happened = callbacks.take(); !happened.empty()) {
-                EXPECT_EQ(happened, expected);
-            } else {
-                expect_starved();
-                broker.expect_nothing();
-                hear(packet, id, expected);
-            }
-        };
-        client = mqtt_client_create(&config, callback_recorder::core_message,
-                                    callback_recorder::response, &callbacks);
-        if (client == nullptr || client->conn_info == nullptr) {
-            expect_starved();
-            destroy();
-            create();
-        }
-        connect();
-        send_message(0, 0);
-        for (const uint32_t qos : {1u, 2u}) {
-            if (const int32_t result = publish(qos); result != 0) {
-                EXPECT_EQ(result, MQTT_ERR_NO_MEMORY);
-                expect_starved();
-                EXPECT_EQ(identifiers_in_use() + messages_cached(), 0u);
-                EXPECT_EQ(publish(qos), 0);
-            }
-            const unsigned id = broker.take(lay(v->publish1).size()).at(6);
-            const std::string shown = " ok id=" + std::to_string(id);
-            if (qos == 2) {
-                hear(PUBREC, id, {"QOS2" + shown});
-                broker.expect(PUBREL, id);
-            }
-            hear(qos == 1 ? PUBACK : PUBCOMP, id, {(qos == 1 ? "PUBACK" : "QOS2") + shown});
-        }
-        hear_or_repeat(v->publish1, 7, {"message t [hi] qos=1 id=7"});
-        broker.expect(PUBACK, 7);
-        EXPECT_EQ(subscribe(), 0);
-        const unsigned id = broker.take(lay(v->subscribe).size()).at(3);
-        const std::string shown = " id=" + std::to_string(id);
-        hear_or_repeat(v->suback, id, {"message  [01] qos=1" + shown, "SUBACK ok" + shown});
-        EXPECT_EQ(identifiers_in_use(), 0u);
-        destroy();
-        broker.expect(v->disconnect);
-        broker.expect_closed();
-        return starved.has_failed();
+TEST_F(starved_operation_test, a_client_without_connection_information_speaks_311) {
+    {
+        const failing_malloc starved(1);
+        create();
     }
-};
-INSTANTIATE_TEST_SUITE_P(, starved_session_test, testing::Values(&V311, &V50), version_name);
-
-TEST_P(starved_session_test, every_allocation_may_fail) {
-    agent_log_set_level(AGENT_LOG_FATAL);
-    uint64_t fail_at = 0;
-    while (session(fail_at)) {
-        fail_at++;
-    }
-    EXPECT_EQ(fail_at, is_50() ? 8u : 11u);
+    ASSERT_EQ(client->conn_info, nullptr);
+    connect();
+    send_message(1, 1);
+    hear(PUBACK, 1, {"PUBACK ok id=1"});
+    mqtt_client_version_downgrade(client);  // there is nothing to switch
+    hear(v->publish1, 7, {"message t [hi] qos=1 id=7"});
+    broker.expect(PUBACK, 7);
+    age(client->last_activity_ms, 30000);
+    pass();
+    broker.expect(PINGREQ);
+    disconnect();
 }
 
 }  // namespace
