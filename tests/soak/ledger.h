@@ -8,7 +8,7 @@
 
 namespace zep_test {
 
-enum fate : uint8_t {
+enum fate : uint16_t {
     ACCEPTED = 1,             // publish returned 0
     REFUSED = 2,              // it did not
     TAKEN_BY_BROKER = 4,      // the broker's PUBACK or PUBCOMP was on the wire
@@ -17,6 +17,7 @@ enum fate : uint8_t {
     ABANDONED = 32,           // its client was destroyed
     SENT_TO_SUBSCRIBER = 64,  // the broker's PUBLISH was on the wire
     DELIVERED = 128,          // the subscriber has got it
+    EARLY = 256,              // acknowledged by the second answer to an earlier message
 };
 
 struct message_name {
@@ -42,7 +43,7 @@ class ledger {
     unsigned of(unsigned qos, unsigned number) const { return fates_[qos][number]; }
 
  private:
-    using column = std::vector<std::atomic<uint8_t>>;
+    using column = std::vector<std::atomic<uint16_t>>;
     column fates_[3];
 };
 

@@ -62,20 +62,27 @@ class party {
     void respond(const mqtt_broker_resp &response);
     void wire_connected();
     void wire_passes(const passing_packet &packet);
+    void wire_passes_up(const passing_packet &packet);
+    void taken_by_broker(const std::string &topic, unsigned id);
 
     const int index_, recipient_;
     const uint32_t version_;
     std::vector<ledger> &ledgers_;
     ledger &mine_;
+    const bool unreliable_wire_;
     unsigned next_[3] = {};
     std::set<unsigned> answered_;  // identifiers, in this pass
     bool subscribed_ = false, subscribing_ = false;
 
-    mutable std::mutex lock_;                    // of what the wire has seen of its connection:
-    std::deque<std::string> owed_;               // topics of messages to be delivered next
-    std::set<unsigned> incoming_;                // QoS 2, between PUBLISH and PUBREL
-    std::map<unsigned, std::string> published_;  // topics, by identifier; of all connections
-    bool excused_ = false;                       // from delivering what is owed
+    mutable std::mutex lock_;       // of what the wire has seen of its connection:
+    std::deque<std::string> owed_;  // topics of messages to be delivered next
+    std::set<unsigned> incoming_;   // QoS 2, between PUBLISH and PUBREL
+    std::map<unsigned, std::deque<std::string>> unanswered_;  // QoS 1, topics by identifier
+    // These are of all connections.
+    std::map<unsigned, std::string> exchange_;  // QoS 2, topic by identifier
+    std::set<unsigned> sent_again_;             // identifiers
+    std::set<unsigned> answered_again_;         // identifiers of QoS 1
+    bool excused_ = false;                      // from delivering what is owed
 
     wire wire_;
     zep_mqtt_sdk_client *client_ = nullptr;

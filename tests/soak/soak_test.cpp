@@ -143,37 +143,46 @@ class company {
     std::atomic<bool> publishing_{true}, ending_{false};
 };
 
+// The columns of the account: fates in which these bits, of those, are set.
+const struct {
+    const char *title;
+    unsigned bits, of;
+} COLUMNS[] = {
+    {"accepted", ACCEPTED, ACCEPTED},
+    {"refused", REFUSED, REFUSED},
+    {"acknowledged", ACKNOWLEDGED, ACKNOWLEDGED},
+    {"given up", GIVEN_UP, GIVEN_UP},
+    {"abandoned", ABANDONED, ABANDONED},
+    {"delivered", DELIVERED, DELIVERED},
+    {"lost by broker", ACKNOWLEDGED | TAKEN_BY_BROKER,
+     ACKNOWLEDGED | TAKEN_BY_BROKER | SENT_TO_SUBSCRIBER},
+    {"early", EARLY, EARLY},
+    {"early and lost", EARLY, EARLY | TAKEN_BY_BROKER},
+};
+
 void company::expect_accounts_in_order() const {
     const bool is_gentle = !plan_.unreliable_wires && plan_.life == seconds(0);
-    printf(
-        "QoS  accepted  refused  acknowledged  given up  abandoned  delivered  "
-        "acknowledged and lost by the broker\n");
+    unsigned sums[3][std::size(COLUMNS)] = {};
     for (unsigned qos = 0; qos < 3; qos++) {
-        unsigned accepted = 0, refused = 0, acknowledged = 0, given_up = 0, abandoned = 0,
-                 delivered = 0, lost = 0;
         for (const ledger &each : ledgers_) {
             for (unsigned number = 0; number < each.capacity(); number++) {
                 const unsigned fate = each.of(qos, number);
-                const unsigned ended = (fate & ACKNOWLEDGED) / ACKNOWLEDGED +
-                                       (fate & GIVEN_UP) / GIVEN_UP +
-                                       (fate & ABANDONED) / ABANDONED;
-                EXPECT_EQ(ended, fate & ACCEPTED && qos > 0 ? 1u : 0u) << qos << " " << number;
-                EXPECT_FALSE(fate & REFUSED && fate & (SENT_TO_SUBSCRIBER | DELIVERED));
-                if (fate & SENT_TO_SUBSCRIBER && is_gentle) {
-                    EXPECT_TRUE(fate & DELIVERED) << qos << " " << number;
+                const auto has = [fate](unsigned bit) { return (fate & bit) != 0; };
+                EXPECT_EQ(has(ACKNOWLEDGED) + has(GIVEN_UP) + has(ABANDONED),
+                          has(ACCEPTED) && qos > 0)
+                    << qos << " " << number;
+                EXPECT_FALSE(has(REFUSED) && has(SENT_TO_SUBSCRIBER | DELIVERED));
+                EXPECT_TRUE(has(DELIVERED) || !has(SENT_TO_SUBSCRIBER) || !is_gentle);
+                for (size_t i = 0; i < std::size(COLUMNS); i++) {
+                    sums[qos][i] += (fate & COLUMNS[i].of) == COLUMNS[i].bits;
                 }
-                accepted += (fate & ACCEPTED) != 0;
-                refused += (fate & REFUSED) != 0;
-                acknowledged += (fate & ACKNOWLEDGED) != 0;
-                given_up += (fate & GIVEN_UP) != 0;
-                abandoned += (fate & ABANDONED) != 0;
-                delivered += (fate & DELIVERED) != 0;
-                lost += (fate & ACKNOWLEDGED) != 0 && (fate & SENT_TO_SUBSCRIBER) == 0;
             }
         }
-        printf("%3u  %8u  %7u  %12u  %8u  %9u  %9u  %8u\n", qos, accepted, refused, acknowledged,
-               given_up, abandoned, delivered, lost);
-        EXPECT_GT(delivered, 0u);
+        EXPECT_GT(sums[qos][0], 0u);
+    }
+    for (size_t i = 0; i < std::size(COLUMNS); i++) {
+        printf("%15s: %8u at QoS 0, %8u at QoS 1, %8u at QoS 2\n", COLUMNS[i].title, sums[0][i],
+               sums[1][i], sums[2][i]);
     }
 }
 
@@ -240,7 +249,7 @@ TEST(soak_test, leaves_nothing_behind) {
     for (int life = 0; life < lives; life++) {
         ASSERT_TRUE(all.is_up(seconds(60)));
         std::this_thread::sleep_for(duration / lives);
-        if (life == lives / 5) {
+        if (life == lives / 2) {
             ASSERT_TRUE(all.settle(seconds(60)));
             before = measure();
             all.resume();

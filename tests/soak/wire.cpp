@@ -18,7 +18,7 @@ namespace {
 
 constexpr int LOOK_UP_MS = 100;  // how often a wire looks whether it is to end
 constexpr int RETRY_MS = 10;
-constexpr int WHOLE = 65536;
+constexpr int WHOLE = 4096;
 constexpr int MOST_BEFORE_FAULT = 200000;
 
 void never_wait_long(int socket) {
@@ -59,7 +59,7 @@ size_t packet_size(const std::vector<uint8_t> &data) {
 
 passing_packet describe(heading way, const uint8_t *packet) {
     const unsigned first = packet[0];
-    passing_packet head = {way, first >> 4, first >> 1 & 3, 0, ""};
+    passing_packet head = {way, first >> 4, first >> 1 & 3, 0, (first & 8) != 0, ""};
     const uint8_t *body = packet + 2 + (packet[1] >> 7);  // all of ours are below 16 KiB
     if (head.type == MQTT_PACKET_PUBLISH) {
         const unsigned length = number_at(body);

@@ -17,6 +17,7 @@ enum class heading { to_broker, to_client };
 struct passing_packet {
     heading way;
     unsigned type, qos, id;
+    bool dup;
     std::string topic;  // of a PUBLISH
 };
 
