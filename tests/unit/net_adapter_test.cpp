@@ -94,6 +94,16 @@ TEST(net_adapter, tcp_instance_lives_from_open_to_close) {
     EXPECT_EQ(g_tcp_mqtt_sock, -1);
 }
 
+TEST(net_adapter, a_reset_is_seen) {
+    scripted_broker broker;
+    ASSERT_EQ(open_at(broker.port()), 0);
+    broker.accept();
+    EXPECT_FALSE(net_adapter_peer_closed(0));
+    broker.reset();
+    EXPECT_TRUE(net_adapter_peer_closed(0));
+    EXPECT_EQ(send_text(0, "abc"), -1);
+}
+
 TEST(net_adapter, refused_opens_reserve_nothing) {
     const std::string invalid = "[ERROR] [网络适配层] open失败：无效的目标地址或端口\n";
     const std::string of_64_characters(64, '1');
@@ -137,6 +147,7 @@ TEST(net_adapter, transfers_on_unfit_instances_are_refused) {
         log_capture log;
         EXPECT_EQ(send_text(index, bytes), -1);
         EXPECT_EQ(receive(index, 0, static_cast<uint32_t>(bytes.size())), "-1");
+        net_adapter_set_unacked_timeout(static_cast<uint8_t>(index), 1);
         EXPECT_FALSE(net_adapter_peer_closed(static_cast<uint8_t>(index)));
         const std::string rest = " index=" + to_string(index) + "，参数无效\n";
         EXPECT_EQ(log.take(), reason + "[ERROR] [网络适配层] send失败" + rest + reason +

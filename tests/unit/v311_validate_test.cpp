@@ -1,6 +1,3 @@
-#include <gtest/gtest.h>
-#include <string>
-
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/protocol/v311/validate.h>
 
@@ -14,31 +11,23 @@ constexpr uint32_t OTHER = 2;
 
 const std::string SIXTEEN_LEVELS = "/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a";
 
-void expect_topic(const char *topic, uint32_t mode, int32_t expected, const std::string &line) {
+void expect_topic(const std::string &topic, uint32_t mode, int32_t expected,
+                  const std::string &line) {
     zep_test::log_capture log;
-    const int32_t status = mqtt_topic_validate(topic, mode);
+    EXPECT_EQ(mqtt_topic_validate(topic.c_str(), mode), expected) << topic << " mode " << mode;
     EXPECT_EQ(log.take(), line.empty() ? "" : "[ERROR] [协议合规] " + line + "\n");
-    EXPECT_EQ(status, expected) << (topic == nullptr ? "null" : topic) << " mode " << mode;
-}
-
-TEST(v311_validate, topics_that_pass) {
-    for (const uint32_t mode : {NAME, FILTER, OTHER}) {
-        for (const std::string &topic : {std::string("a/b/c"), std::string("/"), std::string("a/"),
-                                         std::string("\xC3\xA9\x7F"), SIXTEEN_LEVELS,
-                                         std::string(64, 'x'), std::string("will_topic:a")}) {
-            expect_topic(topic.c_str(), mode, MQTT_OK, "");
-        }
-    }
-    for (const char *filter : {"#", "a/#", "/#", "+", "+/a", "a/+", "a/+/b", "+/+/#"}) {
-        expect_topic(filter, FILTER, MQTT_OK, "");
-    }
-    expect_topic("a+/#b", OTHER, MQTT_OK, "");
 }
 
 TEST(v311_validate, every_mode_applies_the_common_rules_in_their_order) {
     const std::string spaced = "abc " + std::string(61, 'x');
     const std::string deep = SIXTEEN_LEVELS + "//";
     const std::tuple<std::string, int32_t, std::string> rows[] = {
+        {"a/b/c", 0, ""},
+        {"/", 0, ""},
+        {"\xC3\xA9\x7F", 0, ""},
+        {SIXTEEN_LEVELS, 0, ""},
+        {std::string(64, 'x'), 0, ""},
+        {"will_topic:a", 0, ""},
         {"", -101, "主题非法：空指针或空字符串（MQTT 3.1.1禁止）"},
         {"\\", -203, "主题非法：包含禁止字符（\\/0x5C），位置=0，topic=\\"},
         {"+a|", -203, "主题非法：包含禁止字符（|/0x7C），位置=2，topic=+a|"},
@@ -53,9 +42,9 @@ TEST(v311_validate, every_mode_applies_the_common_rules_in_their_order) {
     };
     for (const uint32_t mode : {NAME, FILTER, OTHER}) {
         for (const auto &[topic, status, line] : rows) {
-            expect_topic(topic.c_str(), mode, status, line);
+            expect_topic(topic, mode, status, line);
         }
-        expect_topic(nullptr, mode, -101, "主题非法：空指针或空字符串（MQTT 3.1.1禁止）");
+        EXPECT_EQ(mqtt_topic_validate(nullptr, mode), -101);
     }
 }
 
@@ -65,6 +54,8 @@ TEST(v311_validate, wildcards_by_mode) {
         std::vector<std::string> topics;
         std::string line;
     } rows[] = {
+        {FILTER, {"#", "a/#", "/#", "+", "+/a", "a/+", "a/+/b", "+/+/#"}, ""},
+        {OTHER, {"a+/#b"}, ""},
         {NAME, {"a/+", "#", "will_topic:#"}, "发布主题非法：包含通配符+/#（MQTT 3.1.1禁止）"},
         {FILTER, {"#/a", "##", "a/#/b", "a#b"}, "订阅过滤器非法：#通配符未在末尾"},
         {FILTER, {"a#", "a+/b#"}, "订阅过滤器非法：#通配符前无/"},
@@ -74,9 +65,10 @@ TEST(v311_validate, wildcards_by_mode) {
         {FILTER, {"will_topic:a/+"}, "Will Topic非法：包含通配符+/#（MQTT 3.1.1禁止）"},
         {OTHER, {"x/will_topic:#"}, "Will Topic非法：包含通配符+/#（MQTT 3.1.1禁止）"},
     };
-    for (const auto &row : rows) {
-        for (const std::string &topic : row.topics) {
-            expect_topic(topic.c_str(), row.mode, -203, row.line + "，topic=" + topic);
+    for (const auto &[mode, topics, line] : rows) {
+        for (const std::string &topic : topics) {
+            expect_topic(topic, mode, line.empty() ? 0 : -203,
+                         line.empty() ? "" : line + "，topic=" + topic);
         }
     }
 }

@@ -68,7 +68,6 @@ TEST(v50_decode, packets) {
     } cases[] = {
         {publish, "36 05 0001 'a' 00 'x'", 0, "a qos0 expiry0 payloadx",
          "WARN 5.0 PUB:QoS值非法，强制改为0\nINFO ✅ MQTT50 PUB解码完成:总长度=7,主题=a,QoS=0,载荷长度=1\n"},
-        {publish, "30 05 0000 00 'xy'", 0, " qos0 expiry0 payloadxy", nullptr},
         // An expiry without room for its value, and what follows it read as identifiers.
         {publish, "30 08 0001 'a' 03 02 02 07 'x'", 0, "a qos0 expiry0 payloadx",
          "WARN 5.0 PUB解码:忽略未知属性ID=0x07\nINFO ✅ MQTT50 PUB解码完成:总长度=10,主题=a,QoS=0,载荷长度=1\n"},
@@ -79,6 +78,7 @@ TEST(v50_decode, packets) {
         {publish, "30 81 08 0001 'a' 00*1022", -120, "", "ERROR 5.0 PUB解码:剩余长度解析失败/越界\n"},
         {publish, "30 44 0041 74*65 00", -101, "", "ERROR 5.0 PUB解码:主题长度非法 65\n"},
         {publish, "32 04 0001 'a' 01", -120, "", ""},
+        {publish, "30 01 00 00 00 00", -120, "", ""},
 
         {ack<5>, "5f 03 1234 10 ff", 0, "4660 16", "INFO ✅ MQTT50 ACK解码完成:类型=0x05,msgid=4660,原因码=0x10\n"},
         {ack<4>, "50 02 0007", -120, "", "ERROR 5.0 ACK解码:报文类型不匹配 0x50\n"},
@@ -88,16 +88,13 @@ TEST(v50_decode, packets) {
 
         {suback, "90 04 0005 00 01", 0, "5 1", "INFO ✅ MQTT50 SUBACK解码完成:msgid=5,订阅数=1\n"},
         {suback, "90 02 0005 ff", 0, "5", nullptr},
-        {suback, "90 05 0005 02 1f 00", 0, "5", nullptr},
         {suback, "90 04 0005 80 81", 0, "5 128 129", nullptr},
         {suback, "91 04 0005 00 01", -120, "", ""},
-        {suback, "90 81 08 0005", -120, "", ""},
         {suback, "90 01 00 05 00", -120, "", ""},
         {suback, "90 02 0005", -101, "", "ERROR 5.0 SUBACK解码:入参非法/报文过短\n"},
 
         {unsuback, "b0 04 0007 00 11", 0, "7 17", "INFO ✅ MQTT50 UNSUBACK解码完成:msgid=7,原因码=0x11\n"},
         {unsuback, "b0 04 0007 7f 11", 0, "7 0", nullptr},
-        {unsuback, "b0 03 0007 80", 0, "7 128", nullptr},
         {unsuback, "b1 04 0007 00 11", -120, "", ""},
         {unsuback, "b0 01 00 07", -120, "", ""},
         {unsuback, "b0 02 00", -101, "", "ERROR 5.0 UNSUBACK解码:入参非法/报文过短\n"},
