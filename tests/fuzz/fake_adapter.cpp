@@ -10,6 +10,7 @@
 namespace zep_fuzz {
 
 fake_connection g_connection;
+void (*g_on_send)(const uint8_t *data) = nullptr;
 uint64_t g_now_ms = 1000000;
 
 }  // namespace zep_fuzz
@@ -23,6 +24,7 @@ int32_t net_adapter_open(const char *, uint32_t) {
 }
 
 int32_t net_adapter_send(uint8_t index, const uint8_t *data, uint32_t length) {
+    zep_fuzz::g_on_send(data);
     if (index != 0 || !g_connection.open || g_connection.sends_fail || length > 1024) {
         return -1;
     }

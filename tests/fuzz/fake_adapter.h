@@ -16,6 +16,8 @@ struct fake_connection {
 };
 
 extern fake_connection g_connection;
+// Sees whatever the client means to send, also when that fails.
+extern void (*g_on_send)(const uint8_t *data);
 extern uint64_t g_now_ms;
 
 }  // namespace zep_fuzz
