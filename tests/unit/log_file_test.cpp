@@ -158,8 +158,7 @@ TEST_F(log_file, loses_no_line_of_several_threads_and_survives_rebuilds_and_reop
     write_lines();
     EXPECT_EQ(check_lines(lines()), THREADS * LINES);
 
-    constexpr size_t CAP = 2000;
-    constexpr size_t LONGEST_LINE = 100;
+    constexpr size_t CAP = 2000, LONGEST_LINE = 100;
     agent_log_clear_flash();
     const auto open = [] { init(AGENT_LOG_ERROR, AGENT_LOG_FILE, CAP); };
     open();

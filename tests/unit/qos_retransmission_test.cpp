@@ -18,25 +18,6 @@ class qos_retransmission : public qos_fixture {
 };
 INSTANTIATE_TEST_SUITE_P(qos, qos_retransmission, testing::Values(1u, 2u));
 
-TEST_P(qos_retransmission, waits_longer_each_time_and_then_gives_up_in_silence) {
-    admit(qos(), 1);
-    log_capture log;
-    for (uint64_t back_off : {2000u, 4000u, 8000u}) {
-        pass(back_off - 500);
-        EXPECT_EQ(check(), bytes{});
-        pass(500);
-        EXPECT_EQ(check(), again(1));
-    }
-    pass(15500);
-    EXPECT_EQ(check(), bytes{});
-    EXPECT_EQ(cached_ids(qos()), ids{1});
-    pass(500);
-    EXPECT_EQ(check(), bytes{});
-    EXPECT_EQ(cached_ids(qos()), ids{});
-    EXPECT_EQ(used_ids(), ids{});
-    EXPECT_EQ(log.take(), "");
-}
-
 TEST_P(qos_retransmission, high_priority_comes_oldest_first_then_the_rest_newest_first) {
     admit(qos(), 1, 2);
     admit(qos(), 2, 0, 5);

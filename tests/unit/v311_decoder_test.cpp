@@ -107,7 +107,6 @@ TEST(v311_decoder, arguments_and_what_encoding_does_not_show) {
     EXPECT_EQ(mqtt_packet_decode_v311(connack.data(), 4, &packet), MQTT_OK);
     EXPECT_EQ(packet.body.connack.session_present, 1);
     EXPECT_EQ(packet.remaining_len, 2U);
-    subscribe_filters_free(nullptr, 3);
 }
 
 }  // namespace

@@ -80,11 +80,4 @@ TEST(v311_wire, utf8) {
     EXPECT_EQ(utf8_validate(nullptr, 0), MQTT_ERR_UTF8_INVALID);
 }
 
-TEST(v311_wire, packet_ids_run_from_1_to_128) {
-    for (const int id : {0, 1, 128, 129, 65535}) {
-        EXPECT_EQ(validate_packet_id(id == 1 ? 4 : 5, static_cast<uint16_t>(id)),
-                  id == 1 || id == 128 ? MQTT_OK : MQTT_ERR_INVALID_PARAM);
-    }
-}
-
 }  // namespace
