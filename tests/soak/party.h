@@ -63,7 +63,7 @@ class party {
     void wire_connected();
     void wire_passes(const passing_packet &packet);
     void wire_passes_up(const passing_packet &packet);
-    void taken_by_broker(const std::string &topic, unsigned id);
+    void taken_by_broker(const std::string &topic);
 
     const int index_, recipient_;
     const uint32_t version_;
@@ -78,10 +78,11 @@ class party {
     std::deque<std::string> owed_;  // topics of messages to be delivered next
     std::set<unsigned> incoming_;   // QoS 2, between PUBLISH and PUBREL
     std::map<unsigned, std::deque<std::string>> unanswered_;  // QoS 1, topics by identifier
+    std::map<unsigned, std::string> latest_;                  // QoS 1, topic by identifier
+    std::set<unsigned> ambiguous_;  // identifiers of which one message has passed twice
     // These are of all connections.
     std::map<unsigned, std::string> exchange_;  // QoS 2, topic by identifier
     std::set<unsigned> sent_again_;             // identifiers
-    std::set<unsigned> answered_again_;         // identifiers of QoS 1
     bool excused_ = false;                      // from delivering what is owed
 
     wire wire_;

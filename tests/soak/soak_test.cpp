@@ -234,7 +234,7 @@ TEST(soak_test, leaves_nothing_behind) {
     agent_log_set_level(AGENT_LOG_FATAL);
     const int clients = setting("ZEP_CLIENTS", 6);
     const seconds duration(setting("ZEP_SECONDS", 10));
-    const milliseconds pause(50);
+    const milliseconds pause(100);
     mosquitto broker(NO_LIMITS);
     company all({clients,
                  std::min(clients, 10),
