@@ -8,14 +8,14 @@
 
 namespace {
 
-constexpr uint32_t SMALLEST_BUFFER = 6;
+constexpr uint32_t SMALLEST_CONNACK_BUFFER = 6;
 
 }  // namespace
 
 int32_t mqtt50_connack_encode(uint8_t session_present, uint8_t reason_code, uint32_t session_expiry,
                               uint32_t max_packet_size, uint16_t receive_maximum, uint8_t *buffer,
                               uint32_t *length) {
-    if (buffer == nullptr || length == nullptr || *length < SMALLEST_BUFFER) {
+    if (buffer == nullptr || length == nullptr || *length < SMALLEST_CONNACK_BUFFER) {
         LOG_ERROR("MQTT5.0_PROTOCOL: 50 CONNACK编码:入参非法/缓冲区过小");
         return MQTT_ERR_INVALID_PARAM;
     }

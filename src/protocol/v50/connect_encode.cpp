@@ -15,7 +15,7 @@ namespace {
 using zep::byte_writer;
 using zep::v50::properties;
 
-constexpr uint32_t SMALLEST_BUFFER = 512;
+constexpr uint32_t SMALLEST_CONNECT_BUFFER = 512;
 constexpr size_t LONGEST_CLIENT_ID = sizeof mqtt50_connect::client_id - 1;
 
 bool fits_field(size_t size) {
@@ -127,7 +127,7 @@ int32_t mqtt50_conn_encode(const mqtt50_connect *connect, uint8_t *buffer, uint3
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 CONN: 入参空指针");
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (*length < SMALLEST_BUFFER || connect->protocol_version != MQTT_VERSION_50) {
+    if (*length < SMALLEST_CONNECT_BUFFER || connect->protocol_version != MQTT_VERSION_50) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 CONN: 缓冲区过小或版本错误");
         return MQTT_ERR_INVALID_PARAM;
     }

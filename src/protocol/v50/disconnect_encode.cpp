@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr uint32_t SMALLEST_BUFFER = 16;
+constexpr uint32_t SMALLEST_DISCONNECT_BUFFER = 16;
 
 }  // namespace
 
@@ -19,7 +19,7 @@ int32_t mqtt50_disconnect_encode(const mqtt50_disconnect *disconnect, uint8_t *b
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 DISCONN: 入参空指针");
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (*length < SMALLEST_BUFFER) {
+    if (*length < SMALLEST_DISCONNECT_BUFFER) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 DISCONN: 缓冲区过小");
         return MQTT_ERR_BUFFER_FULL;
     }

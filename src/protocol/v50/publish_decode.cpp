@@ -14,7 +14,6 @@ using zep::byte_reader;
 
 // The shortest packet that is looked at.
 constexpr uint32_t SHORTEST = 6;
-constexpr size_t LONGEST_TOPIC = sizeof mqtt50_publish::topic - 1;
 
 int32_t read_flags(uint8_t first, mqtt50_publish *publish) {
     publish->retain = first & 1;
@@ -33,7 +32,7 @@ int32_t read_flags(uint8_t first, mqtt50_publish *publish) {
 
 int32_t read_topic(byte_reader &body, mqtt50_publish *publish) {
     const uint16_t size = body.u16();
-    const uint8_t *topic = size <= LONGEST_TOPIC ? body.bytes(size) : nullptr;
+    const uint8_t *topic = size < sizeof mqtt50_publish::topic ? body.bytes(size) : nullptr;
     if (topic == nullptr) {
         LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 PUB解码:主题长度非法 %d", size);
         return MQTT_ERR_INVALID_PARAM;

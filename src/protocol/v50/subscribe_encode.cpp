@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr int SMALLEST_BUFFER = 64;
+constexpr int SMALLEST_SUBSCRIBE_BUFFER = 64;
 constexpr size_t LONGEST_FILTER = sizeof mqtt50_subscribe::topic - 1;
 constexpr size_t LONGEST_GROUP = sizeof mqtt50_subscribe::share_group - 1;
 
@@ -75,9 +75,9 @@ int32_t mqtt50_subscribe_encode(const mqtt50_subscribe *subscribe, uint8_t *buff
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 SUB: 入参空指针");
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (*length < SMALLEST_BUFFER || subscribe->msg_id == 0) {
+    if (*length < SMALLEST_SUBSCRIBE_BUFFER || subscribe->msg_id == 0) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 SUB: 缓冲区过小或MsgId为空 msg_id=%d, 要求最小长度=%d",
-                  subscribe->msg_id, SMALLEST_BUFFER);
+                  subscribe->msg_id, SMALLEST_SUBSCRIBE_BUFFER);
         return MQTT_ERR_INVALID_PARAM;
     }
     filter_text filter;

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr uint32_t SMALLEST_BUFFER = 8;
+constexpr uint32_t SMALLEST_UNSUBACK_BUFFER = 8;
 
 }  // namespace
 
@@ -16,7 +16,7 @@ int32_t mqtt50_unsuback_encode(const mqtt50_ack *ack, uint8_t *buffer, uint32_t 
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 UNSUBACK: 入参非法");
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (*length < SMALLEST_BUFFER) {
+    if (*length < SMALLEST_UNSUBACK_BUFFER) {
         return MQTT_ERR_BUFFER_FULL;
     }
     zep::byte_writer packet =

@@ -9,8 +9,7 @@
 
 namespace {
 
-constexpr uint32_t SMALLEST_BUFFER = 32;
-constexpr size_t LONGEST_FILTER = sizeof mqtt50_unsubscribe::topic - 1;
+constexpr uint32_t SMALLEST_UNSUBSCRIBE_BUFFER = 32;
 
 }  // namespace
 
@@ -20,12 +19,12 @@ int32_t mqtt50_unsubscribe_encode(const mqtt50_unsubscribe *unsubscribe, uint8_t
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 UNSUB: 入参空指针");
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (*length < SMALLEST_BUFFER || unsubscribe->msg_id == 0) {
+    if (*length < SMALLEST_UNSUBSCRIBE_BUFFER || unsubscribe->msg_id == 0) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 UNSUB: 缓冲区过小或MsgId为空");
         return MQTT_ERR_INVALID_PARAM;
     }
     const size_t filter_len = strnlen(unsubscribe->topic, sizeof unsubscribe->topic);
-    if (filter_len == 0 || filter_len > LONGEST_FILTER) {
+    if (filter_len == 0 || filter_len == sizeof unsubscribe->topic) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 UNSUB: 取消订阅过滤器非法，长度=%d",
                   static_cast<int>(filter_len));
         return MQTT_ERR_INVALID_PARAM;
