@@ -100,6 +100,13 @@ TEST_P(receive_test, the_largest_packets_keep_in_step) {
     EXPECT_EQ(logged("PINGRESP"), 0);
 }
 
+TEST_P(receive_test, the_rest_of_an_oversized_packet_does_not_reach_into_the_next_connection) {
+    connect();
+    hear("30 a0 9c 01 00*100", 0, {});
+    disconnect();
+    connect();
+}
+
 TEST_P(receive_test, a_callback_that_disconnects_ends_the_handling) {
     connect();
     for (const bool and_connects : {false, true}) {
