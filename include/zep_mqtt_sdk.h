@@ -142,7 +142,8 @@ ZEP_MQTT_API zep_mqtt_sdk_client *zep_mqtt_sdk_client_create(const zep_mqtt_sdk_
 
 /**
  * Opens the network connection and sends CONNECT. Blocks until the system has made or refused the
- * TCP connection; the CONNACK is awaited by the loop. 0 also when already connecting or connected.
+ * TCP connection, about seven seconds when nobody answers; the CONNACK is awaited by the loop. 0
+ * also when already connecting or connected.
  *
  * @retval ZEP_MQTT_SDK_ERR_PARAM    the handle is null, or the will topic has a wildcard (5.0)
  * @retval ZEP_MQTT_SDK_ERR_UNKNOWN  the broker could not be reached; the loop will try again

@@ -153,27 +153,45 @@ TEST(net_socket, tcp_reads_wait_for_their_time_and_no_longer) {
     }
 }
 
-// A listener whose queue is full lets a connect wait, which gives the signals
-// their time.
-TEST(net_socket, interrupted_connect_is_waited_for) {
+// A listener that answers no SYN while its queue is full.
+struct full_listener {
+    full_listener() {
+        EXPECT_EQ(listen(listener, 0), 0);
+        const sockaddr_in address = loopback(port());
+        const auto *generic = reinterpret_cast<const sockaddr *>(&address);
+        do {
+            fillers.emplace_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
+            (void)connect(fillers.back(), generic, sizeof address);
+        } while (wait_for(fillers.back(), POLLOUT, 200));
+    }
+    uint16_t port() const { return port_of(listener); }
+
     const owned_fd listener = bound_socket(SOCK_STREAM);
-    ASSERT_EQ(listen(listener, 0), 0);
-    const sockaddr_in address = loopback(port_of(listener));
     std::vector<owned_fd> fillers;
-    do {
-        fillers.emplace_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
-        (void)connect(fillers.back(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
-    } while (wait_for(fillers.back(), POLLOUT, 200));
+};
+
+TEST(net_socket, connect_gives_up_when_nobody_answers) {
+    const full_listener silent;
+    const owned_fd ours(net_tcp_socket_create_win32());
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_FALSE(net_tcp_connect_win32(ours, "127.0.0.1", silent.port()));
+    const auto took = std::chrono::steady_clock::now() - began;
+    EXPECT_GE(took, milliseconds(6000));
+    EXPECT_LE(took, milliseconds(9000));
+}
+
+TEST(net_socket, interrupted_connect_is_waited_for) {
+    const full_listener full;
     std::jthread server([&] {
         std::this_thread::sleep_for(milliseconds(300));
-        for (size_t i = 0; i < fillers.size(); ++i) {
-            (void)owned_fd(accept(listener, nullptr, nullptr));
+        for (size_t i = 0; i < full.fillers.size(); ++i) {
+            (void)owned_fd(accept(full.listener, nullptr, nullptr));
         }
     });
     const owned_fd ours(net_tcp_socket_create_win32());
     {
         const interruptions noise;
-        EXPECT_TRUE(net_tcp_connect_win32(ours, "127.0.0.1", port_of(listener)));
+        EXPECT_TRUE(net_tcp_connect_win32(ours, "127.0.0.1", full.port()));
     }
     EXPECT_EQ(send_all(ours, "connected"), 9);
 }

@@ -135,7 +135,8 @@ ZEP_MQTT_API mqtt_client *mqtt_client_create(const mqtt_client_config *config,
 
 /**
  * Opens a network instance and sends CONNECT (MQTT 3.1.1 §3.1); the loop handles the CONNACK.
- * Blocks until the system has made or refused the TCP connection.
+ * Blocks until the system has made or refused the TCP connection, about seven seconds when nobody
+ * answers.
  *
  * @retval 0     CONNECT sent, or the client is connecting or connected already
  * @retval -101  (MQTT_ERR_INVALID_PARAM) client is null, or the configured will is malformed (5.0)

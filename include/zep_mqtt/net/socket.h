@@ -32,7 +32,8 @@ enum { NET_SEND_TIMEOUT_MS = 3000 };
 ZEP_MQTT_API int32_t net_tcp_socket_create_win32(void);
 
 /**
- * Connects a TCP socket. Blocks until the system has finished the attempt; there is no other bound.
+ * Connects a TCP socket. Blocks until the system has finished the attempt, which takes about seven
+ * seconds when nobody answers.
  *
  * @param address  dotted IPv4 text
  * @param port     1 to 65535
