@@ -89,7 +89,7 @@ class v50_user_property : public testing::Test {
         return mqtt50_user_property_set(&holder, key, value);
     }
     // The value found for a key, or the status of a failure.
-    std::string get(const char *key, uint32_t size = 8) {
+    std::string get(const char *key, int32_t size = 8) {
         char value[8] = "";
         const int32_t status = mqtt50_user_property_get(&holder, key, value, size);
         return status == 0 ? value : std::to_string(status);
