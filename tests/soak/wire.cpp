@@ -145,9 +145,11 @@ void wire::serve(int client, int broker) {
     if (reset_) {
         return;
     }
+    // What is under way to the broker has been sent, too.
     shutdown(client, SHUT_WR);
-    uint8_t ignored[4096];
-    while (recv(client, ignored, sizeof ignored, 0) > 0) {
+    uint8_t data[WHOLE];
+    for (ssize_t size = 0; (size = recv(client, data, sizeof data, 0)) > 0;) {
+        report(up, data, static_cast<size_t>(size));
     }
 }
 
