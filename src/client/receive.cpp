@@ -19,6 +19,7 @@ namespace {
 
 constexpr uint32_t READ_WAIT_MS = 20;
 constexpr int32_t ADAPTER_TIMEOUT = -2;
+constexpr uint32_t PACKET_TIMEOUT_S = 60;
 
 std::atomic_flag g_recv_buf_taken = ATOMIC_FLAG_INIT;
 
@@ -50,10 +51,17 @@ void compact(mqtt_client &client) {
     }
 }
 
+bool is_inside_packet(const mqtt_client &client) {
+    return client.rx_end != 0 || client.rx_skip != 0;
+}
+
 void pass_over_oversized(mqtt_client &client) {
     const uint32_t passed = std::min(client.rx_skip, client.rx_end - client.rx_start);
     client.rx_start += passed;
     client.rx_skip -= passed;
+    if (passed != 0 && client.rx_skip == 0) {
+        client.rx_whole_ms = tick_now();
+    }
 }
 
 struct packet_bytes {
@@ -103,6 +111,7 @@ void handle_held_packets(mqtt_client &client) {
         if (packet.data == nullptr) {
             break;
         }
+        client.rx_whole_ms = tick_now();
         dispatch_packet(client, packet.data, packet.length);
     }
     compact(client);
@@ -141,6 +150,16 @@ void handle_failed_read(mqtt_client &client, int32_t status) {
     }
 }
 
+// A length that promises more than ever comes would swallow all that follows, also what answers our
+// PINGREQs, and the client would never know.
+void give_up_on_endless_packet(mqtt_client &client) {
+    if (is_connected(client) && is_inside_packet(client) &&
+        tick_now() - client.rx_whole_ms >= 1000 * PACKET_TIMEOUT_S) {
+        LOG_ERROR("MQTT_CLIENT报文未在%us内收完，标记断线", PACKET_TIMEOUT_S);
+        lose_link(client);
+    }
+}
+
 }  // namespace
 
 }  // namespace zep
@@ -152,10 +171,14 @@ void mqtt_client_recv_packet_proc(mqtt_client *client) {
         log_null_pointer("mqtt_client_recv_packet_proc");
         return;
     }
-    const int32_t status = read_from_network(*client);
-    if (status != 0) {
-        handle_failed_read(*client, status);
-        return;
+    if (!is_inside_packet(*client)) {
+        client->rx_whole_ms = tick_now();
     }
-    handle_held_packets(*client);
+    const int32_t status = read_from_network(*client);
+    if (status == 0) {
+        handle_held_packets(*client);
+    } else {
+        handle_failed_read(*client, status);
+    }
+    give_up_on_endless_packet(*client);
 }

@@ -107,6 +107,21 @@ TEST_P(receive_test, the_rest_of_an_oversized_packet_does_not_reach_into_the_nex
     connect();
 }
 
+TEST_P(receive_test, a_packet_that_never_ends_costs_the_connection) {
+    for (const char *const endless : {"30 ff ff ff 7f 0001 't'", "30 05 00"}) {
+        connect();
+        hear(endless, 0, {});
+        age(client->rx_whole_ms, 59000);
+        hear(PINGRESP, 0, {});
+        EXPECT_EQ(logged("PINGRESP"), 0);
+        age(client->rx_whole_ms, 1000);
+        pass();
+        expect_happened({"DISCONNECT failed result=-4"});
+        expect_disconnected();
+        broker.expect_closed();
+    }
+}
+
 TEST_P(receive_test, a_callback_that_disconnects_ends_the_handling) {
     connect();
     for (const bool and_connects : {false, true}) {

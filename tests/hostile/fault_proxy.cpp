@@ -1,14 +1,14 @@
 #include "hostile/fault_proxy.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
+
+#include "support/loopback.h"
 
 namespace zep_test {
 
@@ -24,18 +24,9 @@ bool readable(int sock) {
 
 }  // namespace
 
-fault_proxy::fault_proxy(model_broker &broker)
-    : broker_(broker), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
+fault_proxy::fault_proxy(model_broker &broker) : broker_(broker), listener_(bind_loopback(port_)) {
     setsockopt(listener_, SOL_SOCKET, SO_RCVBUF, &WINDOW, sizeof WINDOW);
-    EXPECT_EQ(bind(listener_, generic, size), 0);
     EXPECT_EQ(listen(listener_, 8), 0);
-    EXPECT_EQ(getsockname(listener_, generic, &size), 0);
-    port_ = ntohs(address.sin_port);
 }
 
 fault_proxy::~fault_proxy() {

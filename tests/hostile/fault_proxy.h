@@ -66,8 +66,8 @@ class fault_proxy {
     model_broker &broker_;
     stream streams_[2];
     wire_fault armed_;
-    int listener_, client_ = -1;
     uint16_t port_ = 0;
+    int listener_, client_ = -1;
     bool ended_ = true;
 };
 

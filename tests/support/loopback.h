@@ -8,7 +8,7 @@ namespace zep_test {
 
 sockaddr_in loopback(uint16_t port);
 
-// A TCP socket that is bound to a free port, or to the given one.
+// A TCP socket that is bound to the given port; 0 is replaced by a free one.
 int bind_loopback(uint16_t &port);
 
 }  // namespace zep_test

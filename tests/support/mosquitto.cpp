@@ -1,13 +1,11 @@
 #include "support/mosquitto.h"
 
-#include <arpa/inet.h>
 #include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -15,6 +13,8 @@
 #include <thread>
 #include <unistd.h>
 #include <vector>
+
+#include "support/loopback.h"
 
 namespace zep_test {
 
@@ -24,28 +24,6 @@ using std::chrono::steady_clock;
 
 constexpr auto START_BOUND = std::chrono::seconds(5);
 constexpr auto POLL_INTERVAL = std::chrono::milliseconds(2);
-
-sockaddr_in loopback(uint16_t port) {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
-// A bound socket that never listens: nobody else is given its port, and a server that also sets
-// SO_REUSEADDR can still bind it.
-int reserve_port(uint16_t &port) {
-    const int reservation = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int on = 1;
-    setsockopt(reservation, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    EXPECT_EQ(0, bind(reservation, reinterpret_cast<sockaddr *>(&address), size));
-    EXPECT_EQ(0, getsockname(reservation, reinterpret_cast<sockaddr *>(&address), &size));
-    port = ntohs(address.sin_port);
-    return reservation;
-}
 
 bool accepts_connections(uint16_t port) {
     const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -110,7 +88,9 @@ void mosquitto::prepare() {
     std::string name = std::filesystem::temp_directory_path() / "zep_mosquitto_XXXXXX";
     ASSERT_NE(nullptr, mkdtemp(name.data()));
     directory_ = name;
-    reservation_ = reserve_port(port_);
+    // Bound, and never listening: nobody else is given its port, and a server that also sets
+    // SO_REUSEADDR can still bind it.
+    reservation_ = bind_loopback(port_);
 }
 
 void mosquitto::configure(const std::string &more) {

@@ -1,13 +1,13 @@
 #include "support/scripted_broker.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include "support/loopback.h"
 
 namespace zep_test {
 
@@ -46,16 +46,8 @@ void fail(where at, const std::string &what) {
 
 }  // namespace
 
-scripted_broker::scripted_broker() : listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    EXPECT_EQ(bind(listener_, generic, size), 0);
+scripted_broker::scripted_broker() : listener_(bind_loopback(port_)) {
     EXPECT_EQ(listen(listener_, 8), 0);
-    EXPECT_EQ(getsockname(listener_, generic, &size), 0);
-    port_ = ntohs(address.sin_port);
 }
 
 scripted_broker::~scripted_broker() {

@@ -56,9 +56,9 @@ class scripted_broker {
     bool connected() const { return socket_ >= 0; }
 
  private:
-    int listener_ = -1;
-    int socket_ = -1;
     uint16_t port_ = 0;
+    int listener_;
+    int socket_ = -1;
 };
 
 }  // namespace zep_test

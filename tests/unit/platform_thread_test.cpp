@@ -45,7 +45,7 @@ TEST(platform_thread, mutex_excludes_and_join_waits) {
 TEST(platform_thread, detached_runs_on_and_wakes_who_waits) {
     agent_log_set_level(AGENT_LOG_FATAL);
     // Never destroyed: the last thread may still be leaving it when the test ends.
-    void *const done = platform_sem_create_win32(0, 100);
+    static void *const done = platform_sem_create_win32(0, 100);
     const auto post = [](void *semaphore) {
         platform_delay_ms(1);
         return static_cast<uint32_t>(platform_sem_post_win32(semaphore));
