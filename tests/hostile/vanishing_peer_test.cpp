@@ -133,21 +133,23 @@ class vanishing_peer_test : public both_versions {
 INSTANTIATE_TEST_SUITE_P(, vanishing_peer_test, testing::Values(&V311, &V50), version_name);
 
 TEST_P(vanishing_peer_test, is_noticed_by_an_idle_client) {
-    connect_and_silence(is_50() ? 60 : 4);
-    expect_lost_in_time(is_50() ? 10 : 4);  // on 5.0 the broker decides
+    connect_and_silence(is_50() ? 60 : 8);
+    expect_lost_in_time(is_50() ? 10 : 8);  // on 5.0 the broker decides
     expect_reconnects_and_works({"CONNACK ok"});
 }
 
 TEST_P(vanishing_peer_test, is_noticed_during_an_exchange) {
-    connect_and_silence(4);
+    connect_and_silence(8);
     EXPECT_EQ(publish(1), 0);
-    expect_lost_in_time(4);
+    expect_lost_in_time(8);
     expect_reconnects_and_works({"CONNACK ok", "PUBACK ok id=1"});
 }
 
+#ifndef ZEP_SANITIZED  // there is a fifth of a second to spare
 TEST_P(vanishing_peer_test, is_noticed_at_the_shortest_interval) {
     connect_and_silence(1);
     expect_lost_in_time(1);
 }
+#endif
 
 }  // namespace

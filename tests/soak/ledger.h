@@ -17,7 +17,8 @@ enum fate : uint16_t {
     ABANDONED = 32,           // its client was destroyed
     SENT_TO_SUBSCRIBER = 64,  // the broker's PUBLISH was on the wire
     DELIVERED = 128,          // the subscriber has got it
-    EARLY = 256,              // acknowledged by the second answer to an earlier message
+    EARLY = 256,              // acknowledged by the answer to an earlier message
+    SENT = 512,               // its PUBLISH was on the wire
 };
 
 struct message_name {

@@ -106,23 +106,26 @@ unsigned party::cached() const {
     return client_->core->session.qos1_count + client_->core->session.qos2_count;
 }
 
-std::map<unsigned, party::open_exchange> party::cached_exchanges() const {
-    std::map<unsigned, open_exchange> exchanges;
-    const auto add = [&](const auto *entry) {
-        for (; entry != nullptr; entry = entry->next) {
-            const message_name name = parse(entry->msg.topic);
-            exchanges[entry->msg.msg_id] = {name.qos, name.number, entry->retry_count,
-                                            entry->send_tick};
-        }
+party::exchanges party::cached_exchanges() const {
+    const mqtt_session &session = client_->core->session;
+    exchanges all;
+    const auto add = [&](const auto &entry, uint32_t qos2_state) {
+        const message_name name = parse(entry.msg.topic);
+        all[entry.msg.msg_id] = {name.qos, name.number, qos2_state, entry.retry_count,
+                                 entry.send_tick};
     };
-    add(client_->core->session.qos1_cache);
-    add(client_->core->session.qos2_cache);
-    EXPECT_EQ(exchanges.size(), cached());
-    return exchanges;
+    for (const auto *entry = session.qos1_cache; entry != nullptr; entry = entry->next) {
+        add(*entry, 0);
+    }
+    for (const auto *entry = session.qos2_cache; entry != nullptr; entry = entry->next) {
+        add(*entry, entry->state);
+    }
+    EXPECT_EQ(all.size(), cached());
+    return all;
 }
 
 void party::turn() {
-    const auto before = cached_exchanges();
+    const exchanges before = cached_exchanges();
     looping = this;
     EXPECT_EQ(zep_mqtt_sdk_client_loop(client_), ZEP_MQTT_SDK_OK);
     settle_accounts(before);
@@ -133,30 +136,49 @@ void party::turn() {
     settled = is_settled();
 }
 
-// What is not cached any more has been acknowledged, or was due once more after three times.
-void party::settle_accounts(const std::map<unsigned, open_exchange> &before) {
-    const auto still_open = cached_exchanges();
+// What is not cached any more has been acknowledged, or was due once more after three times; and
+// what was answered has moved on.
+void party::settle_accounts(const exchanges &before) {
+    const exchanges after = cached_exchanges();
     for (const auto &[id, open] : before) {
-        if (still_open.count(id) != 0) {
-            continue;
-        }
-        const std::lock_guard guard(lock_);
-        if (answered_.count(id) != 0) {
-            // The broker answers a message that was sent twice on one connection twice, and the
-            // second answer may meet the next message under this identifier.
-            const bool taken = mine_.add(open.qos, open.number, ACKNOWLEDGED) & TAKEN_BY_BROKER;
-            if (!taken) {
-                mine_.add(open.qos, open.number, EARLY);
-                EXPECT_EQ(ambiguous_.count(id), 1u) << open.number << " was not acknowledged";
-            }
+        const bool answered = answered_.count(id) != 0;
+        if (const auto still = after.find(id); still != after.end()) {
+            EXPECT_TRUE(!answered || still->second.qos2_state == WAIT_PUBCOMP) << open.number;
+        } else if (answered) {
+            acknowledged(id, open);
         } else {
-            mine_.add(open.qos, open.number, GIVEN_UP);
-            EXPECT_EQ(open.retries, uint32_t{MQTT_RETRY_MAX}) << open.number << " is lost";
-            EXPECT_GE(platform_get_tick_ms() - open.sent, LAST_WAIT_MS);
-            EXPECT_TRUE(unreliable_wire_ || sent_again_.count(id) != 0) << open.number;
+            given_up(id, open);
         }
     }
     answered_.clear();
+}
+
+// The broker answers every transmission at QoS 1, in their order. What was sent twice on one
+// connection is answered twice, and the second answer may meet the next message under the
+// identifier.
+void party::acknowledged(unsigned id, const open_exchange &open) {
+    mine_.add(open.qos, open.number, ACKNOWLEDGED);
+    const std::lock_guard guard(lock_);
+    if (open.qos == 2) {
+        EXPECT_TRUE(mine_.of(2, open.number) & TAKEN_BY_BROKER) << open.number;
+        return;
+    }
+    const std::vector<std::string> &sent = sent_qos1_[id];
+    ASSERT_LE(pubacks_[id], sent.size()) << open.number << " was not acknowledged";
+    const unsigned answered = parse(sent[pubacks_[id] - 1]).number;
+    mine_.add(1, answered, TAKEN_BY_BROKER);
+    if (answered != open.number) {
+        mine_.add(1, open.number, EARLY);
+    }
+}
+
+void party::given_up(unsigned id, const open_exchange &open) {
+    mine_.add(open.qos, open.number, GIVEN_UP);
+    EXPECT_EQ(open.retries, uint32_t{MQTT_RETRY_MAX}) << open.number << " is lost";
+    EXPECT_GE(platform_get_tick_ms() - open.sent, LAST_WAIT_MS);
+    const std::lock_guard guard(lock_);
+    EXPECT_TRUE(unreliable_wire_ || transmissions_[id] > MQTT_RETRY_MAX)
+        << open.number << " was sent " << transmissions_[id] << " times";
 }
 
 // The library keeps a record of so many filters of a process, and tells when it has no room.
@@ -188,6 +210,7 @@ void party::publish_one(unsigned qos) {
     const bool accepted = zep_mqtt_sdk_client_publish(client_, &message) == ZEP_MQTT_SDK_OK;
     mine_.add(qos, number, accepted ? ACCEPTED : REFUSED);
     EXPECT_EQ(cached(), cached_before + (accepted && qos > 0 ? 1 : 0)) << topic;
+    settled = false;
 }
 
 void party::on_message(const zep_mqtt_sdk_msg *message) {
@@ -217,6 +240,9 @@ void party::deliver(const zep_mqtt_sdk_msg &message) {
 void party::respond(const mqtt_broker_resp &response) {
     switch (response.resp_type) {
         case MQTT_RESP_PUBACK:
+            pubacks_[response.pkt_id]++;
+            answered_.insert(response.pkt_id);
+            break;
         case MQTT_RESP_QOS2:
             answered_.insert(response.pkt_id);
             break;
@@ -226,6 +252,7 @@ void party::respond(const mqtt_broker_resp &response) {
             break;
         case MQTT_RESP_CONNACK:
             subscribed_ = subscribing_ = false;
+            pubacks_.clear();
             break;
         case MQTT_RESP_DISCONNECT: {
             const std::lock_guard guard(lock_);
@@ -240,9 +267,7 @@ void party::wire_connected() {
     EXPECT_TRUE(owed_.empty() || excused_) << owed_.front() << " was not delivered";
     owed_.clear();
     incoming_.clear();
-    unanswered_.clear();
-    latest_.clear();
-    ambiguous_.clear();
+    sent_qos1_.clear();
     excused_ = false;
 }
 
@@ -258,36 +283,25 @@ void party::wire_passes(const passing_packet &packet) {
         }
     } else if (packet.type == MQTT_PACKET_PUBREL) {
         incoming_.erase(packet.id);
-    } else if (packet.type == MQTT_PACKET_PUBACK) {
-        // The broker answers every transmission at QoS 1, in their order.
-        std::deque<std::string> &transmissions = unanswered_[packet.id];
-        ASSERT_FALSE(transmissions.empty());
-        taken_by_broker(transmissions.front());
-        transmissions.pop_front();
-    } else if (packet.type == MQTT_PACKET_PUBCOMP) {
-        taken_by_broker(exchange_[packet.id]);
+    } else if (packet.type == MQTT_PACKET_PUBCOMP && sent_qos2_[packet.id].released) {
+        mine_.add(2, parse(sent_qos2_[packet.id].topic).number, TAKEN_BY_BROKER);
     }
 }
 
 void party::wire_passes_up(const passing_packet &packet) {
-    if (packet.type == MQTT_PACKET_PUBLISH && packet.qos == 1) {
-        unanswered_[packet.id].push_back(packet.topic);
-        if (std::exchange(latest_[packet.id], packet.topic) == packet.topic) {
-            ambiguous_.insert(packet.id);
+    if (packet.type == MQTT_PACKET_PUBLISH) {
+        mine_.add(packet.qos, parse(packet.topic).number, SENT);
+        transmissions_[packet.id] = packet.dup ? transmissions_[packet.id] + 1 : 1;
+        if (packet.qos == 1) {
+            sent_qos1_[packet.id].push_back(packet.topic);
+        } else if (packet.qos == 2) {
+            sent_qos2_[packet.id] = {packet.topic, false};
         }
-    } else if (packet.type == MQTT_PACKET_PUBLISH && packet.qos == 2) {
-        exchange_[packet.id] = packet.topic;
+    } else if (packet.type == MQTT_PACKET_PUBREL) {
+        qos2_exchange &exchange = sent_qos2_[packet.id];
+        transmissions_[packet.id] = exchange.released ? transmissions_[packet.id] + 1 : 1;
+        exchange.released = true;
     }
-    if (packet.dup || packet.type == MQTT_PACKET_PUBREL) {
-        sent_again_.insert(packet.id);
-    } else if (packet.type == MQTT_PACKET_PUBLISH) {
-        sent_again_.erase(packet.id);
-    }
-}
-
-void party::taken_by_broker(const std::string &topic) {
-    const message_name name = parse(topic);
-    mine_.add(name.qos, name.number, TAKEN_BY_BROKER);
 }
 
 }  // namespace zep_test

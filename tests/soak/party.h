@@ -42,9 +42,11 @@ class party {
  private:
     struct open_exchange {
         unsigned qos, number;
+        uint32_t qos2_state;
         uint32_t retries;
         uint64_t sent;  // ms tick of the last transmission
     };
+    using exchanges = std::map<unsigned, open_exchange>;  // by identifier
 
     void open_client();
     void close_client();
@@ -53,8 +55,10 @@ class party {
     unsigned cached() const;  // messages
     void subscribe();
     void publish_one(unsigned qos);
-    std::map<unsigned, open_exchange> cached_exchanges() const;
-    void settle_accounts(const std::map<unsigned, open_exchange> &before);
+    exchanges cached_exchanges() const;
+    void settle_accounts(const exchanges &before);
+    void acknowledged(unsigned id, const open_exchange &open);
+    void given_up(unsigned id, const open_exchange &open);
 
     static void on_message(const zep_mqtt_sdk_msg *message);
     static void on_response(const mqtt_broker_resp *response);
@@ -63,7 +67,6 @@ class party {
     void wire_connected();
     void wire_passes(const passing_packet &packet);
     void wire_passes_up(const passing_packet &packet);
-    void taken_by_broker(const std::string &topic);
 
     const int index_, recipient_;
     const uint32_t version_;
@@ -71,19 +74,23 @@ class party {
     ledger &mine_;
     const bool unreliable_wire_;
     unsigned next_[3] = {};
-    std::set<unsigned> answered_;  // identifiers, in this pass
+    std::set<unsigned> answered_;         // identifiers, in this pass
+    std::map<unsigned, size_t> pubacks_;  // heard on this connection, by identifier
     bool subscribed_ = false, subscribing_ = false;
 
-    mutable std::mutex lock_;       // of what the wire has seen of its connection:
+    // What the wire has seen, of this connection:
+    mutable std::mutex lock_;
     std::deque<std::string> owed_;  // topics of messages to be delivered next
     std::set<unsigned> incoming_;   // QoS 2, between PUBLISH and PUBREL
-    std::map<unsigned, std::deque<std::string>> unanswered_;  // QoS 1, topics by identifier
-    std::map<unsigned, std::string> latest_;                  // QoS 1, topic by identifier
-    std::set<unsigned> ambiguous_;  // identifiers of which one message has passed twice
-    // These are of all connections.
-    std::map<unsigned, std::string> exchange_;  // QoS 2, topic by identifier
-    std::set<unsigned> sent_again_;             // identifiers
-    bool excused_ = false;                      // from delivering what is owed
+    std::map<unsigned, std::vector<std::string>> sent_qos1_;  // topics, by identifier
+    bool excused_ = false;                                    // from delivering what is owed
+    // of all connections, by identifier:
+    struct qos2_exchange {
+        std::string topic;
+        bool released;
+    };
+    std::map<unsigned, qos2_exchange> sent_qos2_;
+    std::map<unsigned, unsigned> transmissions_;  // of the packet that is to be answered
 
     wire wire_;
     zep_mqtt_sdk_client *client_ = nullptr;
