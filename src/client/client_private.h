@@ -1,6 +1,7 @@
 // What the files of the client share: the state of the connection, its end, and sending.
 #pragma once
 
+#include <atomic>
 #include <cstring>
 
 #include <zep_mqtt/client/client.h>
@@ -17,6 +18,11 @@ constexpr uint32_t QOS_MAX = 2;
 
 inline uint32_t tick_now() {
     return static_cast<uint32_t>(platform_get_tick_ms());
+}
+
+// The state is read by whoever asks for it, also while an operation runs on another thread.
+inline void set_state(mqtt_client &client, uint32_t state) {
+    std::atomic_ref(client.state).store(state, std::memory_order_relaxed);
 }
 
 inline bool is_connected(const mqtt_client &client) {
@@ -63,6 +69,9 @@ void end_connection(mqtt_client &client);
 
 // Ends the connection and tells the application that the link was lost.
 void lose_link(mqtt_client &client);
+
+// Handles what had arrived before the link turned out to be dead.
+void receive_what_is_left(mqtt_client &client);
 
 // Lets the system give up on data that the peer does not acknowledge, early enough for a peer that
 // vanished to be noticed within one and a half keep-alive intervals.

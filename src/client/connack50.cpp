@@ -95,7 +95,7 @@ void enter_connected(mqtt_client &client) {
     if (info.session_present == 0) {
         forget_received_messages(client);
     }
-    client.state = MQTT_CLIENT_CONNECTED;
+    set_state(client, MQTT_CLIENT_CONNECTED);
     client.connect_tick_ms = tick_now();
     client.last_activity_ms = client.connect_tick_ms;
     client.reconnect_count = 0;

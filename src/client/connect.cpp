@@ -93,7 +93,7 @@ int32_t open_instance(mqtt_client &client) {
 
 void enter_connecting(mqtt_client &client) {
     const mqtt_client_config &config = client.config;
-    client.state = MQTT_CLIENT_CONNECTING;
+    set_state(client, MQTT_CLIENT_CONNECTING);
     client.connect_tick_ms = tick_now();
     client.last_activity_ms = client.connect_tick_ms;
     client.clean_tick = 0;

@@ -50,7 +50,7 @@ void reset_receive_buffer(mqtt_client &client) {
 }
 
 void end_connection(mqtt_client &client) {
-    client.state = MQTT_CLIENT_DISCONNECTED;
+    set_state(client, MQTT_CLIENT_DISCONNECTED);
     net_adapter_close(client.net_index);
     client.net_index = MQTT_CLIENT_NO_INSTANCE;
     reset_receive_buffer(client);

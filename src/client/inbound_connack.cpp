@@ -28,7 +28,7 @@ void on_connack(mqtt_client &client, const mqtt_packet &packet) {
     if (connack.session_present == 0) {
         forget_received_messages(client);
     }
-    client.state = MQTT_CLIENT_CONNECTED;
+    set_state(client, MQTT_CLIENT_CONNECTED);
     client.reconnect_count = 0;
     client.last_activity_ms = tick_now();
     LOG_INFO("MQTT_CLIENT✅ MQTT3.1.1连接成功，CONNACK成功！（会话存在：%d，心跳间隔：%ds）",

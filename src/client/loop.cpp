@@ -109,7 +109,10 @@ void keep_alive(mqtt_client &client) {
     const int32_t sent = send_pingreq(client);
     if (sent != 0) {
         LOG_ERROR("MQTT_CLIENT: 心跳报文发送失败（状态码：%d），标记断线", sent);
-        end_connection(client);
+        receive_what_is_left(client);
+        if (is_connected(client)) {
+            end_connection(client);
+        }
     } else {
         LOG_DEBUG("MQTT_CLIENT: 发送心跳保活 PINGREQ，心跳间隔：%ds", client.config.keep_alive);
     }

@@ -20,6 +20,7 @@ namespace {
 constexpr uint32_t READ_WAIT_MS = 20;
 constexpr int32_t ADAPTER_TIMEOUT = -2;
 constexpr uint32_t PACKET_TIMEOUT_S = 60;
+constexpr int LAST_READS = 256;  // of a dead link: more than a socket holds of small packets
 
 std::atomic_flag g_recv_buf_taken = ATOMIC_FLAG_INIT;
 
@@ -59,7 +60,8 @@ void pass_over_oversized(mqtt_client &client) {
     const uint32_t passed = std::min(client.rx_skip, client.rx_end - client.rx_start);
     client.rx_start += passed;
     client.rx_skip -= passed;
-    if (passed != 0 && client.rx_skip == 0) {
+    // A stream that brings full reads is on its way to the end.
+    if (passed == sizeof client.rx_buf || (passed != 0 && client.rx_skip == 0)) {
         client.rx_whole_ms = tick_now();
     }
 }
@@ -161,6 +163,15 @@ void give_up_on_endless_packet(mqtt_client &client) {
 }
 
 }  // namespace
+
+void receive_what_is_left(mqtt_client &client) {
+    for (int reads = 0; reads < LAST_READS && is_connected(client); reads++) {
+        if (read_from_network(client) != 0) {
+            return;
+        }
+        handle_held_packets(client);
+    }
+}
 
 }  // namespace zep
 

@@ -13,7 +13,7 @@ int32_t zep_mqtt_sdk_client_connect(zep_mqtt_sdk_client *client) {
         return ZEP_MQTT_SDK_ERR_PARAM;
     }
     const int32_t status = mqtt_client_connect(client->core);
-    client->connected = 0;
+    sdk_set_connected(*client, false);
     return sdk_result(status);
 }
 
@@ -22,7 +22,7 @@ int32_t zep_mqtt_sdk_client_disconnect(zep_mqtt_sdk_client *client) {
         return ZEP_MQTT_SDK_ERR_PARAM;
     }
     (void)mqtt_client_disconnect(client->core);
-    client->connected = 0;
+    sdk_set_connected(*client, false);
     LOG_INFO("MQTT_SDK: client disconnect success");
     return ZEP_MQTT_SDK_OK;
 }
@@ -64,9 +64,9 @@ int32_t zep_mqtt_sdk_client_loop(zep_mqtt_sdk_client *client) {
     const int32_t status = mqtt_client_loop(client->core);
     const uint32_t state = mqtt_client_get_connect_state(client->core);
     if (state == MQTT_CLIENT_CONNECTED) {
-        client->connected = 1;
+        sdk_set_connected(*client, true);
     } else if (state == MQTT_CLIENT_DISCONNECTED) {
-        client->connected = 0;
+        sdk_set_connected(*client, false);
     }
     return sdk_result(status);
 }

@@ -1,4 +1,5 @@
-// What the files of the public interface share.
+// What the files of the public interface share. What decides on a call before the busy flag does is
+// accessed atomically: the call may overlap with one that runs.
 #pragma once
 
 #include <zep_mqtt/client/handle.h>
@@ -17,5 +18,7 @@ int32_t sdk_result(int32_t core_status);
 bool sdk_speaks_50(const zep_mqtt_sdk_client &handle);
 
 bool sdk_is_usable(const zep_mqtt_sdk_client &handle);
+
+void sdk_set_connected(zep_mqtt_sdk_client &handle, bool connected);
 
 }  // namespace zep

@@ -1,3 +1,5 @@
+#include <atomic>
+
 #include <zep_mqtt/core/status.h>
 
 #include "client/sdk_private.h"
@@ -43,11 +45,17 @@ int32_t sdk_result(int32_t core_status) {
 
 bool sdk_speaks_50(const zep_mqtt_sdk_client &handle) {
     return handle.cfg.mqtt_ver == ZEP_MQTT_SDK_VERSION_50 &&
-           handle.core->config.mqtt_version == MQTT_VERSION_50;
+           std::atomic_ref(handle.core->config.mqtt_version).load(std::memory_order_relaxed) ==
+               MQTT_VERSION_50;
 }
 
 bool sdk_is_usable(const zep_mqtt_sdk_client &handle) {
-    return handle.core != nullptr && handle.connected != 0;
+    return handle.core != nullptr &&
+           std::atomic_ref(const_cast<uint8_t &>(handle.connected)).load(std::memory_order_relaxed);
+}
+
+void sdk_set_connected(zep_mqtt_sdk_client &handle, bool connected) {
+    std::atomic_ref(handle.connected).store(connected, std::memory_order_relaxed);
 }
 
 }  // namespace zep

@@ -40,7 +40,7 @@ void mqtt_client_version_downgrade(mqtt_client *client) {
         client->conn_info == nullptr) {
         return;
     }
-    client->config.mqtt_version = MQTT_VERSION_311;
+    std::atomic_ref(client->config.mqtt_version).store(MQTT_VERSION_311, std::memory_order_relaxed);
     client->conn_info->protocol_version = 0;
     client->conn_info->reason_code = 0;
     client->conn_info->server_keep_alive = 0;
@@ -48,7 +48,7 @@ void mqtt_client_version_downgrade(mqtt_client *client) {
     qos_cache_set_version(&client->session, MQTT_VERSION_311);
     LOG_WARN(
         "MQTT_CLIENT50: ⚠️ MQTT5.0协商失败/服务端不支持，自动降级到3.1.1协议");
-    client->state = MQTT_CLIENT_DISCONNECTED;
+    set_state(*client, MQTT_CLIENT_DISCONNECTED);
     client->reconnect_count = 0;
     client->connect_tick_ms = tick_now();
 }

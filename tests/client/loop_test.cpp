@@ -50,8 +50,12 @@ TEST_P(loop_test, a_ping_that_cannot_be_sent_ends_the_connection) {
     EXPECT_EQ(subscribe(), 0);
     broker.expect(v->subscribe, 1);
     break_sending();
+    for (int i = 0; i < 3; i++) {
+        broker.send(is_50() ? "30 80 08 0001 't' 00 78*1020" : "30 80 08 0001 't' 78*1021");
+    }
     age(client->last_activity_ms, 30000);
     pass();
+    EXPECT_EQ(callbacks.take().size(), 3u);  // more than one read: what had arrived is not lost
     expect_disconnected();
     EXPECT_EQ(identifiers_in_use(), 0u);
     expect_log("[ERROR] MQTT_CLIENT: 心跳报文发送失败（状态码：-1），标记断线");

@@ -113,11 +113,11 @@ typedef struct mqtt_client {
     uint32_t rx_start;                          /**< first of them */
     uint32_t rx_end;                            /**< behind the last of them */
     uint32_t rx_skip;            /**< bytes of an oversized packet still to be passed over */
-    uint32_t rx_whole_ms;        /**< tick at which the last packet ended, or the last wait began */
     uint8_t received_qos2[8192]; /**< inbound QoS 2 identifiers between PUBLISH and PUBREL, a bit
                                       for each of the 65,536 */
     uint8_t awaited_ack[129];    /**< by identifier: the type of the packet that ends an exchange
                                       without a cache entry, 0 for none */
+    uint32_t rx_whole_ms;        /**< tick at which the last packet ended, or the last wait began */
 } mqtt_client;
 
 /**

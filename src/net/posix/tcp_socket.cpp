@@ -13,8 +13,8 @@
 
 namespace {
 
-// How often the system repeats a SYN that nobody answers: it gives a connection up after 1 + 2 + 4
-// seconds, not after the two minutes that are its custom.
+// Lets the system give up a connection that nobody answers after about seven seconds, not after the
+// two minutes that are its custom.
 constexpr int SYN_REPETITIONS = 2;
 
 // An interrupted connect goes on in the background; the socket becomes writable when it has ended.
