@@ -2,7 +2,7 @@
 # check_tls_recipe.sh <SECURITY.md> <demonstration program>
 # Runs the stunnel recipe of the document, as printed, in front of a TLS listener of mosquitto with
 # certificates made here. The demonstration must pass through it, and must not when the broker's
-# certificate comes from another authority.
+# certificate comes from another authority or names another host.
 set -eu
 document=$1 demo=$2
 PATH=$PATH:/usr/sbin:/sbin
@@ -14,14 +14,18 @@ cleanup() {
 }
 trap cleanup EXIT
 
-# authority <name>: a CA and a broker certificate of its own
+# authority <name>: a CA
 authority() {
     openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj "/CN=$1" \
         -keyout "$dir/$1-ca.key" -out "$dir/$1-ca.pem" 2>/dev/null
-    openssl req -newkey rsa:2048 -nodes -subj /CN=broker.example.org \
+}
+
+# certificate <name> <authority> <host>: for a broker
+certificate() {
+    openssl req -newkey rsa:2048 -nodes -subj "/CN=$3" \
         -keyout "$dir/$1.key" -out "$dir/$1.csr" 2>/dev/null
-    echo subjectAltName=DNS:broker.example.org >"$dir/san"
-    openssl x509 -req -days 2 -in "$dir/$1.csr" -CA "$dir/$1-ca.pem" -CAkey "$dir/$1-ca.key" \
+    echo "subjectAltName=DNS:$3" >"$dir/san"
+    openssl x509 -req -days 2 -in "$dir/$1.csr" -CA "$dir/$2-ca.pem" -CAkey "$dir/$2-ca.key" \
         -CAcreateserial -extfile "$dir/san" -out "$dir/$1.pem" 2>/dev/null
 }
 
@@ -41,7 +45,7 @@ await_port() {
     return 1
 }
 
-# broker <authority> <port>
+# broker <certificate> <port>
 broker() {
     # root's files would be closed to the user that mosquitto becomes
     printf 'listener %s 127.0.0.1\nallow_anonymous true\nuser %s\ncertfile %s\nkeyfile %s\nmax_queued_messages 0\n' \
@@ -63,22 +67,31 @@ tunnel() {
     await_port "$2"
 }
 
+# refused <certificate> <reason in the log of stunnel>
+refused() {
+    port=$(free_port)
+    broker "$1" "$port"
+    near=$(free_port)
+    tunnel "$port" "$near"
+    if timeout 60 "$demo" --host 127.0.0.1 --port "$near" >"$dir/refused.log" 2>&1; then
+        echo "the certificate was accepted: $1"
+        exit 1
+    fi
+    grep -q -i "$2" "$dir/tunnel-$near.log" || { cat "$dir/tunnel-$near.log"; exit 1; }
+}
+
 authority trusted
 authority foreign
-trusted_port=$(free_port)
-broker trusted "$trusted_port"
+certificate good trusted broker.example.org
+certificate of_another_authority foreign broker.example.org
+certificate of_another_host trusted other.example.org
+
+good_port=$(free_port)
+broker good "$good_port"
 near=$(free_port)
-tunnel "$trusted_port" "$near"
+tunnel "$good_port" "$near"
 "$demo" --host 127.0.0.1 --port "$near" || { cat "$dir/tunnel-$near.log"; exit 1; }
 
-foreign_port=$(free_port)
-broker foreign "$foreign_port"
-far=$(free_port)
-tunnel "$foreign_port" "$far"
-if timeout 60 "$demo" --host 127.0.0.1 --port "$far" >"$dir/refused.log" 2>&1; then
-    echo "a broker of another authority was accepted"
-    exit 1
-fi
-grep -q -i 'certificate verif\|CERT.*unable to get\|self.signed' "$dir/tunnel-$far.log" ||
-    { cat "$dir/tunnel-$far.log"; exit 1; }
-echo "passed through TLS; a foreign certificate was refused"
+refused of_another_authority 'certificate verif\|CERT.*unable to get\|self.signed'
+refused of_another_host 'rejected by CERT at depth=0: CN=other'
+echo "passed through TLS; a foreign certificate and a foreign host were refused"
