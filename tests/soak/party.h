@@ -33,6 +33,7 @@ class party {
     // With another client, which knows nothing of what was open.
     void reopen();
     void let_wire_be(bool unreliable) { wire_.let_be(unreliable); }
+    unsigned wire_faults() const { return wire_.faults(); }
 
     // For every thread, as of the last pass: subscriptions so far, whether the last one stands, and
     // whether nothing is open then.

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <memory>
+#include <numeric>
 #include <random>
 #include <thread>
 #include <unistd.h>
@@ -86,6 +87,11 @@ class company {
     }
     void resume() { let_wires_be(plan_.unreliable_wires), publishing_ = true; }
 
+    unsigned wire_faults() const {
+        return std::accumulate(
+            parties_.begin(), parties_.end(), 0u,
+            [](unsigned sum, const auto &each) { return sum + each->wire_faults(); });
+    }
     // Once settled.
     void expect_accounts_in_order() const;
 
@@ -270,10 +276,11 @@ TEST(soak_test, leaves_nothing_behind) {
     const footprint after = measure();
     all.expect_accounts_in_order();
     printf(
-        "%d clients, %lld s, %d restarts of the broker: resident %ld KiB, then %ld KiB; "
+        "%d clients, %lld s, %u faults of wires, %d restarts of the broker: resident %ld KiB, then %ld KiB; "
         "descriptors %ld, then %ld\n",
-        clients, static_cast<long long>(duration.count()), lives, before.resident_kib,
-        after.resident_kib, before.descriptors, after.descriptors);
+        clients, static_cast<long long>(duration.count()), all.wire_faults(), lives,
+        before.resident_kib, after.resident_kib, before.descriptors, after.descriptors);
+    EXPECT_GT(all.wire_faults(), 0u);
     EXPECT_EQ(after.descriptors, before.descriptors);
 #ifndef ZEP_SANITIZED  // which remembers what was freed
     EXPECT_LT(after.resident_kib, before.resident_kib + 1024);

@@ -184,6 +184,7 @@ void wire::report(stream &bytes, const uint8_t *data, size_t size) {
 bool wire::strike(int client) {
     until_fault_ = between(0, MOST_BEFORE_FAULT);
     piece_ = WHOLE;
+    faults_++;
     switch (between(0, 4)) {
         case 0:
             pause(between(10, 2000));
@@ -192,9 +193,9 @@ bool wire::strike(int client) {
             piece_ = between(1, 3);
             until_fault_ = 3000;
             return true;
-        case 2:
-            return false;  // half closed
-        case 3:            // silent
+        case 2:  // half closed
+            return false;
+        case 3:  // silent
             pause(between(10, 1000));
             [[fallthrough]];
         default: {

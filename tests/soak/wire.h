@@ -39,6 +39,7 @@ class wire {
     uint16_t port() const { return port_; }
     // From now on.
     void let_be(bool unreliable) { unreliable_ = unreliable; }
+    unsigned faults() const { return faults_; }
 
  private:
     struct stream {
@@ -65,6 +66,7 @@ class wire {
     int until_fault_ = 0;  // bytes
     int piece_ = 0;        // bytes that go on together
     bool reset_ = false;
+    std::atomic<unsigned> faults_{0};
     std::atomic<bool> ending_{false};
     std::thread thread_;
 };
