@@ -19,13 +19,18 @@ void set_bytes(benchmark::State &state) {
     state.SetBytesProcessed(state.iterations() * state.range(0));
 }
 
-void encode_publish_311(benchmark::State &state) {
-    const std::vector<uint8_t> payload(static_cast<size_t>(state.range(0)), 'x');
+mqtt_packet publish_packet(const std::vector<uint8_t> &payload) {
     mqtt_packet packet = {};
     packet.type = MQTT_PACKET_PUBLISH;
     packet.body.publish.topic = TOPIC;
     packet.body.publish.payload = payload.data();
     packet.body.publish.payload_len = static_cast<uint32_t>(payload.size());
+    return packet;
+}
+
+void encode_publish_311(benchmark::State &state) {
+    const std::vector<uint8_t> payload(static_cast<size_t>(state.range(0)), 'x');
+    const mqtt_packet packet = publish_packet(payload);
     uint8_t buffer[1100];
     for (auto _ : state) {
         uint32_t length = sizeof buffer;
@@ -36,11 +41,7 @@ void encode_publish_311(benchmark::State &state) {
 
 void decode_publish_311(benchmark::State &state) {
     const std::vector<uint8_t> payload(static_cast<size_t>(state.range(0)), 'x');
-    mqtt_packet packet = {};
-    packet.type = MQTT_PACKET_PUBLISH;
-    packet.body.publish.topic = TOPIC;
-    packet.body.publish.payload = payload.data();
-    packet.body.publish.payload_len = static_cast<uint32_t>(payload.size());
+    const mqtt_packet packet = publish_packet(payload);
     uint8_t buffer[1100];
     uint32_t length = sizeof buffer;
     if (mqtt_packet_encode(MQTT_VERSION_311, &packet, buffer, &length) != 0) {

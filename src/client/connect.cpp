@@ -5,6 +5,7 @@
 #include <zep_mqtt/platform/text.h>
 
 #include "client/client_private.h"
+#include "client/connect_will.h"
 #include "log/log_lines.h"
 
 using namespace zep;
@@ -41,12 +42,7 @@ int32_t encode_connect311(mqtt_client &client, uint32_t *length) {
     connect.has_password = config.password[0] != '\0' ? 1 : 0;
     connect.password = config.password;
     if (config.will_flag != 0 && will_can_be_sent(config)) {
-        connect.will_flag = 1;
-        connect.will_topic = config.will_topic;
-        connect.will_payload = config.will_payload;
-        connect.will_payload_len = config.will_payload_len;
-        connect.will_qos = config.will_qos <= QOS_MAX ? config.will_qos : 0;
-        connect.will_retain = config.will_retain;
+        carry_will(config, connect);
     }
     return mqtt_client_encode_packet(&client, &packet, client.tx_buf, length);
 }

@@ -4,6 +4,7 @@
 #include <zep_mqtt/protocol/v50/connect.h>
 
 #include "client/client_private.h"
+#include "client/connect_will.h"
 #include "log/log_lines.h"
 
 using namespace zep;
@@ -27,12 +28,7 @@ int32_t fill_will(const mqtt_client_config &config, mqtt50_connect &connect) {
                   WILL_PAYLOAD_MAX);
         return MQTT_ERR_INVALID_PARAM;
     }
-    connect.will_flag = 1;
-    connect.will_topic = config.will_topic;
-    connect.will_payload = config.will_payload;
-    connect.will_payload_len = config.will_payload_len;
-    connect.will_qos = config.will_qos <= QOS_MAX ? config.will_qos : 0;
-    connect.will_retain = config.will_retain;
+    carry_will(config, connect);
     return MQTT_OK;
 }
 

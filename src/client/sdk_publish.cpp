@@ -25,13 +25,20 @@ bool packet_fits(const zep_mqtt_sdk_client &handle, const zep_mqtt_sdk_msg &msg)
     return true;
 }
 
-int32_t publish50(zep_mqtt_sdk_client &handle, const zep_mqtt_sdk_msg &msg) {
-    mqtt50_message message = {};
+// A mqtt_message or a mqtt50_message that points to what the application's points to.
+template <typename Message>
+Message core_message(const zep_mqtt_sdk_msg &msg) {
+    Message message = {};
     message.topic = msg.topic;
     message.payload = msg.payload;
     message.payload_len = msg.payload_len;
     message.qos = msg.qos;
     message.retain = msg.retain != 0 ? 1 : 0;
+    return message;
+}
+
+int32_t publish50(zep_mqtt_sdk_client &handle, const zep_mqtt_sdk_msg &msg) {
+    auto message = core_message<mqtt50_message>(msg);
     message.ttl = msg.ttl;
     message.message_expiry = msg.ttl;
     const int32_t status = mqtt_client_publish50(handle.core, &message);
@@ -44,12 +51,7 @@ int32_t publish50(zep_mqtt_sdk_client &handle, const zep_mqtt_sdk_msg &msg) {
 }
 
 int32_t publish311(zep_mqtt_sdk_client &handle, const zep_mqtt_sdk_msg &msg) {
-    mqtt_message message = {};
-    message.topic = msg.topic;
-    message.payload = msg.payload;
-    message.payload_len = msg.payload_len;
-    message.qos = msg.qos;
-    message.retain = msg.retain != 0 ? 1 : 0;
+    auto message = core_message<mqtt_message>(msg);
     const int32_t status = mqtt_client_publish(handle.core, &message);
     if (status != MQTT_OK) {
         LOG_ERROR("MQTT_SDK: mqtt3.1.1 publish failed, core_err=%d, topic=%s", status, msg.topic);

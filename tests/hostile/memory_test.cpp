@@ -1,4 +1,4 @@
-// A whole session that loses its link, with every allocation from its CONNECT on failing in turn.
+// A whole session that loses its link, with every allocation behind its CONNECT failing in turn.
 // That nothing leaks is for AddressSanitizer to see.
 #include <zep_mqtt/client/handle.h>
 

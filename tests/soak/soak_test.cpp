@@ -131,7 +131,7 @@ class company {
                 party &mine = *parties_[static_cast<size_t>(i)];
                 mine.turn();
                 const auto &recipient = parties_[static_cast<size_t>(i + 1) % parties_.size()];
-                if (publishes && recipient->ready) {
+                if (publishes && publishing_ && recipient->ready) {
                     mine.publish();
                 }
                 if (begins_anew) {

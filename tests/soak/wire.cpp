@@ -1,6 +1,7 @@
 #include "soak/wire.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -148,8 +149,13 @@ void wire::serve(int client, int broker) {
     // What is under way to the broker has been sent, too.
     shutdown(client, SHUT_WR);
     uint8_t data[WHOLE];
-    for (ssize_t size = 0; (size = recv(client, data, sizeof data, 0)) > 0;) {
-        report(up, data, static_cast<size_t>(size));
+    while (!ending_) {
+        const ssize_t size = recv(client, data, sizeof data, 0);
+        if (size > 0) {
+            report(up, data, static_cast<size_t>(size));
+        } else if (size == 0 || errno != EAGAIN) {
+            return;
+        }
     }
 }
 

@@ -66,7 +66,8 @@ ZEP_MQTT_API int32_t net_interface_init(void);
 
 /**
  * Stops the layer: destroys the current interface, drops what is queued, empties the table, stops
- * the platform. The queue's lock stays. Nothing happens when the layer is not started.
+ * the platform. The queue's lock stays. Nothing happens when the layer is not started. The adapter
+ * starts the layer once in a process: nothing opens through it afterwards.
  */
 ZEP_MQTT_API void net_interface_deinit(void);
 
