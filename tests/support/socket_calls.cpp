@@ -5,7 +5,7 @@
 
 namespace {
 
-thread_local uint64_t g_made = 0;
+thread_local uint64_t g_socket_calls = 0;
 
 }  // namespace
 
@@ -15,12 +15,12 @@ ssize_t __real_send(int sock, const void *data, size_t size, int flags);
 int __real_poll(pollfd *sockets, nfds_t count, int timeout_ms);
 
 ssize_t __wrap_send(int sock, const void *data, size_t size, int flags) {
-    g_made++;
+    g_socket_calls++;
     return __real_send(sock, data, size, flags);
 }
 
 int __wrap_poll(pollfd *sockets, nfds_t count, int timeout_ms) {
-    g_made++;
+    g_socket_calls++;
     return __real_poll(sockets, count, timeout_ms);
 }
 }
@@ -28,7 +28,7 @@ int __wrap_poll(pollfd *sockets, nfds_t count, int timeout_ms) {
 namespace zep_test {
 
 uint64_t socket_calls_made() {
-    return g_made;
+    return g_socket_calls;
 }
 
 }  // namespace zep_test
