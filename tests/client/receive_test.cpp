@@ -107,6 +107,20 @@ TEST_P(receive_test, the_rest_of_an_oversized_packet_does_not_reach_into_the_nex
     connect();
 }
 
+TEST_P(receive_test, what_came_before_a_reset_is_delivered) {
+    connect();
+    for (int i = 0; i < 3; i++) {
+        broker.send(is_50() ? "32 80 08 0001 't' id 00 78*1018" : "32 80 08 0001 't' id 78*1019",
+                    7);
+    }
+    broker.reset();
+    pass(5);  // acknowledgements cannot be sent any more
+    const happenings happened = callbacks.take();
+    ASSERT_EQ(happened.size(), 4u);
+    EXPECT_EQ(happened.back(), "DISCONNECT failed result=-4");
+    expect_disconnected();
+}
+
 TEST_P(receive_test, a_packet_that_never_ends_costs_the_connection) {
     for (const char *const endless : {"30 ff ff ff 7f 0001 't'", "30 05 00"}) {
         connect();
