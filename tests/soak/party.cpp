@@ -165,11 +165,9 @@ void party::acknowledged(unsigned id, const open_exchange &open) {
         EXPECT_TRUE(mine_.of(2, open.number) & TAKEN_BY_BROKER) << open.number;
         return;
     }
-    const std::vector<std::string> &sent = sent_qos1_[id];
-    ASSERT_LE(pubacks_[id], sent.size()) << open.number << " was not acknowledged";
-    const unsigned answered = parse(sent[pubacks_[id] - 1]).number;
-    mine_.add(1, answered, TAKEN_BY_BROKER);
-    if (answered != open.number) {
+    const qos1_traffic &traffic = qos1_[id];
+    ASSERT_LE(pubacks_[id], traffic.answered) << open.number << " was not acknowledged";
+    if (parse(traffic.sent[pubacks_[id] - 1]).number != open.number) {
         mine_.add(1, open.number, EARLY);
     }
 }
@@ -269,7 +267,7 @@ void party::wire_connected() {
     EXPECT_TRUE(owed_.empty() || excused_) << owed_.front() << " was not delivered";
     owed_.clear();
     incoming_.clear();
-    sent_qos1_.clear();
+    qos1_.clear();
     excused_ = false;
 }
 
@@ -285,6 +283,10 @@ void party::wire_passes(const passing_packet &packet) {
         }
     } else if (packet.type == MQTT_PACKET_PUBREL) {
         incoming_.erase(packet.id);
+    } else if (packet.type == MQTT_PACKET_PUBACK) {
+        qos1_traffic &traffic = qos1_[packet.id];
+        ASSERT_LT(traffic.answered, traffic.sent.size());
+        mine_.add(1, parse(traffic.sent[traffic.answered++]).number, TAKEN_BY_BROKER);
     } else if (packet.type == MQTT_PACKET_PUBCOMP && sent_qos2_[packet.id].released) {
         mine_.add(2, parse(sent_qos2_[packet.id].topic).number, TAKEN_BY_BROKER);
     }
@@ -295,7 +297,7 @@ void party::wire_passes_up(const passing_packet &packet) {
         mine_.add(packet.qos, parse(packet.topic).number, SENT);
         transmissions_[packet.id] = packet.dup ? transmissions_[packet.id] + 1 : 1;
         if (packet.qos == 1) {
-            sent_qos1_[packet.id].push_back(packet.topic);
+            qos1_[packet.id].sent.push_back(packet.topic);
         } else if (packet.qos == 2) {
             sent_qos2_[packet.id] = {packet.topic, false};
         }

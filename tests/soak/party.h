@@ -83,8 +83,12 @@ class party {
     mutable std::mutex lock_;
     std::deque<std::string> owed_;  // topics of messages to be delivered next
     std::set<unsigned> incoming_;   // QoS 2, between PUBLISH and PUBREL
-    std::map<unsigned, std::vector<std::string>> sent_qos1_;  // topics, by identifier
-    bool excused_ = false;                                    // from delivering what is owed
+    struct qos1_traffic {
+        std::vector<std::string> sent;  // topics
+        size_t answered;                // the first of them
+    };
+    std::map<unsigned, qos1_traffic> qos1_;  // by identifier
+    bool excused_ = false;                   // from delivering what is owed
     // of all connections, by identifier:
     struct qos2_exchange {
         std::string topic;

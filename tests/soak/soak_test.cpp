@@ -163,7 +163,7 @@ const struct {
     {"not forwarded", ACKNOWLEDGED | TAKEN_BY_BROKER,
      ACKNOWLEDGED | TAKEN_BY_BROKER | SENT_TO_SUBSCRIBER},
     {"early", EARLY, EARLY},
-    {"early and lost", EARLY, EARLY | TAKEN_BY_BROKER},
+    {"early and lost", EARLY, EARLY | TAKEN_BY_BROKER | SENT_TO_SUBSCRIBER},
 };
 
 void company::expect_accounts_in_order() const {
