@@ -20,7 +20,7 @@ namespace {
 constexpr uint32_t READ_WAIT_MS = 20;
 constexpr int32_t ADAPTER_TIMEOUT = -2;
 constexpr uint32_t PACKET_TIMEOUT_S = 60;
-constexpr int LAST_READS = 256;  // of a dead link: more than a socket holds of small packets
+constexpr int LAST_READS = 256;  // of a dead link, should its peer go on sending all the same
 
 std::atomic_flag g_recv_buf_taken = ATOMIC_FLAG_INIT;
 
@@ -120,15 +120,14 @@ void handle_held_packets(mqtt_client &client) {
 }
 
 // Appends what one read brings to the bytes held.
-int32_t read_from_network(mqtt_client &client) {
+int32_t read_from_network(mqtt_client &client, uint32_t wait_ms) {
     const uint32_t room = static_cast<uint32_t>(sizeof client.rx_buf) - client.rx_end;
     uint8_t *own = client.rx_buf + client.rx_end;
     const recv_buf_claim shared;
     uint8_t *target = shared.taken() ? g_mqtt_recv_buf : own;
     std::memset(target, 0, shared.taken() ? sizeof g_mqtt_recv_buf : room);
     uint32_t received = 0;
-    const int32_t status =
-        net_adapter_recv(client.net_index, target, room, &received, READ_WAIT_MS);
+    const int32_t status = net_adapter_recv(client.net_index, target, room, &received, wait_ms);
     if (status == 0) {
         std::memmove(own, target, received);
         client.rx_end += received;
@@ -166,7 +165,7 @@ void give_up_on_endless_packet(mqtt_client &client) {
 
 void receive_what_is_left(mqtt_client &client) {
     for (int reads = 0; reads < LAST_READS && is_connected(client); reads++) {
-        if (read_from_network(client) != 0) {
+        if (read_from_network(client, 0) != 0) {
             return;
         }
         handle_held_packets(client);
@@ -185,7 +184,7 @@ void mqtt_client_recv_packet_proc(mqtt_client *client) {
     if (!is_inside_packet(*client)) {
         client->rx_whole_ms = tick_now();
     }
-    const int32_t status = read_from_network(*client);
+    const int32_t status = read_from_network(*client, READ_WAIT_MS);
     if (status == 0) {
         handle_held_packets(*client);
     } else {
