@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <zep_mqtt/client/receive.h>
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/net/adapter.h>
@@ -14,9 +16,8 @@ namespace {
 
 constexpr uint32_t ACK_BUFFER_SIZE = 32;
 
-// The system counts from its first retransmission, which follows the data after about this time: a
-// probe for a lost tail and a retransmission time-out, of 200 ms each at the least.
-constexpr uint32_t FIRST_REPEAT_MS = 400;
+// What timers may be late, the system's and the loop's, however short the interval.
+constexpr uint32_t LATE_MS = 500;
 
 }  // namespace
 
@@ -65,9 +66,10 @@ void lose_link(mqtt_client &client) {
 void apply_unacked_timeout(const mqtt_client &client) {
     // A PINGREQ goes out half an interval after the last activity. Three quarters more without an
     // acknowledgement end the connection, and leave the system's timers a quarter to be late.
-    const uint32_t silence_ms = client.config.keep_alive * 750U;
-    net_adapter_set_unacked_timeout(client.net_index,
-                                    silence_ms == 0 ? 0 : silence_ms - FIRST_REPEAT_MS);
+    const uint32_t interval_ms = client.config.keep_alive * 1000U;
+    const uint32_t silence_ms =
+        interval_ms == 0 ? 0 : std::min(interval_ms / 4 * 3, interval_ms - LATE_MS);
+    net_adapter_set_unacked_timeout(client.net_index, silence_ms);
 }
 
 }  // namespace zep

@@ -19,6 +19,6 @@ net_adapter_instance *adapter_valid_instance(uint8_t index);
 bool net_adapter_peer_closed(uint8_t index);
 
 // Breaks the connection of a TCP instance when sent bytes stay unacknowledged for ms milliseconds;
-// 0 restores the system's default. Every index that is no valid TCP instance is ignored. Logs
-// nothing.
+// 0 restores the system's default. To be set again when the round trips have changed. Every index
+// that is no valid TCP instance is ignored. Logs nothing.
 void net_adapter_set_unacked_timeout(uint8_t index, uint32_t ms);

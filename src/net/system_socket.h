@@ -40,7 +40,8 @@ int32_t socket_read_datagram(int32_t sock, uint8_t *buffer, uint32_t size, char 
 bool socket_peer_closed(int32_t sock);
 
 // How long sent bytes may stay unacknowledged before the system breaks the connection; 0 for the
-// system's default.
+// system's default. With long round trips it may take longer, because the system repeats the bytes
+// before; how long these are is looked up at the time of the call.
 void socket_set_unacked_timeout(int32_t sock, uint32_t ms);
 
 }  // namespace zep
