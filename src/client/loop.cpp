@@ -106,7 +106,7 @@ void keep_alive(mqtt_client &client) {
     if (now - client.last_activity_ms < keep_alive_interval_ms(client) / 2) {
         return;
     }
-    apply_unacked_timeout(client);  // what it takes depends on the round trips of late
+    apply_unacked_timeout(client);  // the round trips may have changed
     const int32_t sent = send_pingreq(client);
     if (sent != 0) {
         LOG_ERROR("MQTT_CLIENT: 心跳报文发送失败（状态码：%d），标记断线", sent);

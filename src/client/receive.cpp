@@ -113,8 +113,8 @@ void handle_held_packets(mqtt_client &client) {
         if (packet.data == nullptr) {
             break;
         }
-        client.rx_whole_ms = tick_now();
         dispatch_packet(client, packet.data, packet.length);
+        client.rx_whole_ms = tick_now();  // a slow callback is not the peer's
     }
     compact(client);
 }

@@ -136,6 +136,20 @@ TEST_P(receive_test, a_packet_that_never_ends_costs_the_connection) {
     }
 }
 
+TEST_P(receive_test, a_slow_callback_is_not_taken_for_a_packet_that_never_ends) {
+    connect();
+    callbacks.in_next_message = [&] { age(client->rx_whole_ms, 60000); };
+    const bytes packet = lay(v->publish0);
+    const auto half = packet.begin() + 3;
+    const happenings message = {"message t [hi] qos=0"};
+    broker.send(joined({packet, bytes(packet.begin(), half)}));
+    pass();
+    expect_happened(message);
+    broker.send(bytes(half, packet.end()));
+    pass();
+    expect_happened(message);
+}
+
 TEST_P(receive_test, a_callback_that_disconnects_ends_the_handling) {
     connect();
     for (const bool and_connects : {false, true}) {

@@ -117,7 +117,7 @@ typedef struct mqtt_client {
                                       for each of the 65,536 */
     uint8_t awaited_ack[129];    /**< by identifier: the type of the packet that ends an exchange
                                       without a cache entry, 0 for none */
-    uint32_t rx_whole_ms;        /**< tick at which the last packet ended, or the last wait began */
+    uint32_t rx_whole_ms;        /**< tick at which a packet was last handled, or begun */
 } mqtt_client;
 
 /**
