@@ -3,8 +3,6 @@
 #include <chrono>
 #include <thread>
 
-#include <zep_mqtt/client/handle.h>
-
 #include "support/client_fixture.h"
 
 namespace {
@@ -17,16 +15,14 @@ FOR_BOTH_VERSIONS(overlap_test);
 TEST_P(overlap_test, of_two_calls_one_is_turned_away) {
     agent_log_set_level(AGENT_LOG_FATAL);
     connect();
-    zep_mqtt_sdk_client handle = {nullptr, nullptr, client, 1, {}};
-    handle.cfg.mqtt_ver = is_50() ? ZEP_MQTT_SDK_VERSION_50 : ZEP_MQTT_SDK_VERSION_311;
-    handle.cfg.v50_max_pkt_size = 1028;
+    zep_mqtt_sdk_client shared = handle();
     const uint8_t payload[] = {'h', 'i'};
     const zep_mqtt_sdk_msg message = {"t", payload, sizeof payload, 0, 0, 0};
     std::atomic<int> published{0}, refused{0}, unexpected{0};
     const auto end = steady_clock::now() + std::chrono::seconds(10);
     const auto publish_on = [&](int most) {
         while ((published < most || refused < most) && steady_clock::now() < end) {
-            const int32_t result = zep_mqtt_sdk_client_publish(&handle, &message);
+            const int32_t result = zep_mqtt_sdk_client_publish(&shared, &message);
             (result == 0 ? published : result == ZEP_MQTT_SDK_ERR_UNKNOWN ? refused : unexpected)++;
             // Lets the others have their turn.
             std::this_thread::sleep_for(std::chrono::microseconds(10));
@@ -34,7 +30,7 @@ TEST_P(overlap_test, of_two_calls_one_is_turned_away) {
     };
     std::thread first(publish_on, 100), second(publish_on, 100);
     while ((published < 100 || refused < 100) && steady_clock::now() < end) {
-        (void)zep_mqtt_sdk_client_loop(&handle);
+        (void)zep_mqtt_sdk_client_loop(&shared);
         std::this_thread::yield();
     }
     first.join();

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
-#include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
@@ -16,11 +14,6 @@ namespace {
 
 constexpr int BOUND_MS = 2000;
 constexpr int WINDOW = 4096;  // small, so that a reader that has stopped soon shows
-
-bool readable(int sock) {
-    pollfd waiting = {sock, POLLIN, 0};
-    return poll(&waiting, 1, BOUND_MS) > 0;
-}
 
 }  // namespace
 
@@ -36,14 +29,13 @@ fault_proxy::~fault_proxy() {
 
 void fault_proxy::accept() {
     close();
-    ASSERT_TRUE(readable(listener_)) << "nobody connected";
+    ASSERT_TRUE(readable(listener_, BOUND_MS)) << "nobody connected";
     client_ = ::accept(listener_, nullptr, nullptr);
-    const int on = 1;
-    setsockopt(client_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    set_no_delay(client_);
     streams_[TO_BROKER] = streams_[TO_CLIENT] = {};
     ended_ = false;
     broker_.connection_begins();
-    EXPECT_TRUE(readable(client_));
+    EXPECT_TRUE(readable(client_, BOUND_MS));
 }
 
 void fault_proxy::step() {
@@ -99,8 +91,7 @@ void fault_proxy::send(const bytes &packet) {
 }
 
 void fault_proxy::reset() {
-    const linger at_once = {1, 0};
-    setsockopt(client_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+    reset_on_close(client_);
     close();
 }
 

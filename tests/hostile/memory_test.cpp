@@ -1,7 +1,5 @@
 // A whole session that loses its link, with every allocation behind its CONNECT failing in turn.
 // That nothing leaks is for AddressSanitizer to see.
-#include <zep_mqtt/client/handle.h>
-
 #include "hostile/cruel_session.h"
 #include "support/failing_malloc.h"
 
@@ -32,15 +30,13 @@ TEST_P(starved_session_test, goes_on_and_says_what_it_lacked) {
 TEST_P(starved_session_test, tells_the_application) {
     start();
     round();
-    zep_mqtt_sdk_client handle = {nullptr, nullptr, client, 1, {}};
-    handle.cfg.mqtt_ver = is_50() ? ZEP_MQTT_SDK_VERSION_50 : 0;
-    handle.cfg.v50_max_pkt_size = 1028;
+    zep_mqtt_sdk_client starving = handle();
     const uint8_t payload = 'x';
     for (const uint32_t qos : {1u, 2u}) {
         for (const uint64_t fail_at : {0u, 1u, 2u}) {  // entry, topic, payload
             const failing_malloc starved(fail_at);
             const zep_mqtt_sdk_msg msg = {"t", &payload, 1, qos, 0, 0};
-            EXPECT_EQ(zep_mqtt_sdk_client_publish(&handle, &msg),
+            EXPECT_EQ(zep_mqtt_sdk_client_publish(&starving, &msg),
                       is_50() ? ZEP_MQTT_SDK_OK : ZEP_MQTT_SDK_ERR_NO_MEMORY);
             EXPECT_TRUE(starved.has_failed());
         }

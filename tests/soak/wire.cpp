@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -23,9 +22,8 @@ constexpr int WHOLE = 4096;
 constexpr int MOST_BEFORE_FAULT = 200000;
 
 void never_wait_long(int socket) {
-    const int on = 1;
     const timeval bound = {5, 0};
-    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    set_no_delay(socket);
     setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof bound);
     setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof bound);
 }
@@ -92,8 +90,7 @@ wire::~wire() {
 
 void wire::run() {
     while (!ending_) {
-        pollfd waiting = {acceptor_, POLLIN, 0};
-        if (poll(&waiting, 1, LOOK_UP_MS) <= 0) {
+        if (!readable(acceptor_, LOOK_UP_MS)) {
             continue;
         }
         const int client = accept4(acceptor_, nullptr, nullptr, SOCK_CLOEXEC);
@@ -110,15 +107,13 @@ void wire::run() {
 
 // The client waits until there is a broker, unless it loses its patience.
 int wire::reach_broker(int client) {
-    const sockaddr_in address = loopback(broker_port_);
     pollfd hung_up = {client, POLLRDHUP, 0};
     while (!ending_ && poll(&hung_up, 1, 0) == 0) {
-        const int broker = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        never_wait_long(broker);
-        if (connect(broker, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0) {
+        const int broker = connect_loopback(broker_port_);
+        if (broker >= 0) {
+            never_wait_long(broker);
             return broker;
         }
-        close(broker);
         pause(RETRY_MS);
     }
     return -1;
@@ -204,13 +199,11 @@ bool wire::strike(int client) {
         case 3:  // silent
             pause(between(10, 1000));
             [[fallthrough]];
-        default: {
+        default:
             listener_.spoilt();
             reset_ = true;
-            const linger at_once = {1, 0};
-            setsockopt(client, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+            reset_on_close(client);
             return false;
-        }
     }
 }
 

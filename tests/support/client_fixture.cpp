@@ -264,4 +264,11 @@ void client_test::turn_cipher_on() {
     std::iota(std::begin(config.crypto_key), std::end(config.crypto_key), uint8_t{1});
 }
 
+zep_mqtt_sdk_client client_test::handle() const {
+    zep_mqtt_sdk_client around = {nullptr, nullptr, client, 1, {}};
+    around.cfg.mqtt_ver = is_50() ? ZEP_MQTT_SDK_VERSION_50 : ZEP_MQTT_SDK_VERSION_311;
+    around.cfg.v50_max_pkt_size = 1028;
+    return around;
+}
+
 }  // namespace zep_test

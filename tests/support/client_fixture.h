@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <zep_mqtt/client/client.h>
+#include <zep_mqtt/client/handle.h>
 #include <zep_mqtt/client/loop.h>
 #include <zep_mqtt/client/operations.h>
 #include <zep_mqtt/client/v50.h>
@@ -111,6 +112,8 @@ class client_test : public chart_test {
     // A key of 01 02 ..., under which hi reads 69 6b 6e 0f with its check value.
     void turn_cipher_on();
     bool is_50() const { return v == &V50; }
+    // What the public interface keeps of a client that is connected.
+    zep_mqtt_sdk_client handle() const;
 
     mqtt_client_config config = {};
     mqtt_client *client = nullptr;

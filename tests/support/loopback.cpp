@@ -2,7 +2,10 @@
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/time.h>
+#include <unistd.h>
 
 namespace zep_test {
 
@@ -14,8 +17,8 @@ sockaddr_in loopback(uint16_t port) {
     return address;
 }
 
-int bind_loopback(uint16_t &port) {
-    const int bound = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+int bind_loopback(uint16_t &port, int type) {
+    const int bound = socket(AF_INET, type | SOCK_CLOEXEC, 0);
     const int on = 1;
     setsockopt(bound, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in address = loopback(port);
@@ -25,6 +28,33 @@ int bind_loopback(uint16_t &port) {
     EXPECT_EQ(getsockname(bound, generic, &size), 0);
     port = ntohs(address.sin_port);
     return bound;
+}
+
+int connect_loopback(uint16_t port) {
+    const int connecting = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const timeval bound = {5, 0};
+    setsockopt(connecting, SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof bound);
+    const sockaddr_in address = loopback(port);
+    if (connect(connecting, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0) {
+        return connecting;
+    }
+    close(connecting);
+    return -1;
+}
+
+bool readable(int socket, int timeout_ms) {
+    pollfd waiting = {socket, POLLIN, 0};
+    return poll(&waiting, 1, timeout_ms) > 0;
+}
+
+void set_no_delay(int socket) {
+    const int on = 1;
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
+void reset_on_close(int socket) {
+    const linger at_once = {1, 0};
+    setsockopt(socket, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
 }
 
 }  // namespace zep_test

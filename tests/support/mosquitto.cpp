@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -26,12 +25,8 @@ constexpr auto START_BOUND = std::chrono::seconds(5);
 constexpr auto POLL_INTERVAL = std::chrono::milliseconds(2);
 
 bool accepts_connections(uint16_t port) {
-    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = loopback(port);
-    const int refused =
-        connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address);
-    close(probe);
-    return refused == 0;
+    const int probe = connect_loopback(port);
+    return probe >= 0 && close(probe) == 0;
 }
 
 // A child with its output in log. It dies with its parent.

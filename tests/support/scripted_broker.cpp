@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
-#include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -16,11 +14,6 @@ namespace {
 constexpr int BOUND_MS = 2000;
 // Over loopback what was sent before can be read at once; a late packet would still be caught here.
 constexpr int SILENCE_MS = 5;
-
-bool readable(int socket, int timeout_ms) {
-    pollfd waiting = {socket, POLLIN, 0};
-    return poll(&waiting, 1, timeout_ms) > 0;
-}
 
 std::string hex(const bytes &packet) {
     std::string text;
@@ -69,8 +62,7 @@ void scripted_broker::accept(where at) {
         fail(at, "nobody connected");
     } else {
         socket_ = ::accept(listener_, nullptr, nullptr);
-        const int at_once = 1;
-        setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &at_once, sizeof at_once);
+        set_no_delay(socket_);
     }
 }
 
@@ -134,8 +126,7 @@ void scripted_broker::close() {
 }
 
 void scripted_broker::reset() {
-    const linger at_once = {1, 0};
-    setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+    reset_on_close(socket_);
     close();
 }
 

@@ -48,10 +48,8 @@ inline uint16_t port_of(int sock) {
 }
 
 inline owned_fd bound_socket(int type) {
-    owned_fd sock(socket(AF_INET, type, 0));
-    const sockaddr_in address = loopback(0);
-    EXPECT_EQ(bind(sock, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
-    return sock;
+    uint16_t port = 0;
+    return owned_fd(bind_loopback(port, type));
 }
 
 inline bool wait_for(int sock, short events, int timeout_ms = 2000) {
