@@ -8,7 +8,7 @@
 
 #include "log/console.h"
 #include "log/log_lines.h"
-#include "platform/static_lock.h"
+#include "platform/posix/static_lock.h"
 
 FILE *g_log_file = nullptr;
 

@@ -10,7 +10,7 @@
 
 #include "log/log_lines.h"
 #include "net/adapter_private.h"
-#include "platform/static_lock.h"
+#include "platform/posix/static_lock.h"
 
 net_adapter_instance g_adapter_ctx[NET_ADAPTER_INSTANCE_MAX] = {};
 uint8_t g_net_inited = 0;

@@ -9,7 +9,7 @@
 
 #include "log/log_lines.h"
 #include "net/datagram_arguments.h"
-#include "net/eth_private.h"
+#include "net/eth/eth_private.h"
 #include "net/interface_private.h"
 #include "net/recv_queue_private.h"
 

@@ -12,7 +12,7 @@
 #include "net/interface_private.h"
 #include "net/recv_queue_private.h"
 #include "platform/mutex_guard.h"
-#include "platform/static_lock.h"
+#include "platform/posix/static_lock.h"
 
 net_recv_queue g_recv_queue = {};
 

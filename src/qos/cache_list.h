@@ -11,7 +11,7 @@
 #include <zep_mqtt/protocol/v311/session.h>
 #include <zep_mqtt/qos/cache.h>
 
-#include "protocol/v311/packet_id_private.h"
+#include "protocol/common/packet_id_private.h"
 #include "qos/cache_private.h"
 
 namespace zep {

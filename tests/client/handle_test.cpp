@@ -5,7 +5,7 @@
 
 #include <zep_mqtt/client/handle.h>
 
-#include "client/sdk_private.h"
+#include "client/sdk/basic_private.h"
 #include "support/client_fixture.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <zep_mqtt/client/operations.h>
 #include <zep_mqtt/client/v50.h>
 
-#include "client/frame.h"
+#include "client/inbound/framing.h"
 #include "fuzz/fake_adapter.h"
 #include "fuzz/fuzz_support.h"
 

@@ -5,7 +5,7 @@
 
 #include <zep_mqtt/protocol/v311/packet_id.h>
 
-#include "protocol/v311/packet_id_private.h"
+#include "protocol/common/packet_id_private.h"
 #include "support/log_capture.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <zep_mqtt/qos/qos1.h>
 #include <zep_mqtt/qos/qos2.h>
 
-#include "protocol/v311/packet_id_private.h"
+#include "protocol/common/packet_id_private.h"
 #include "support/guarded_bytes.h"
 #include "support/log_capture.h"
 #include "support/packets.h"

@@ -4,7 +4,7 @@
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/protocol/v311/wire.h>
 
-#include "protocol/v311/wire_io.h"
+#include "protocol/common/wire_io.h"
 #include "support/guarded_bytes.h"
 #include "support/packets.h"
 

@@ -4,8 +4,8 @@
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/protocol/v311/decoder.h>
 
-#include "protocol/v311/decode_body.h"
-#include "protocol/v311/wire_io.h"
+#include "protocol/common/wire_io.h"
+#include "protocol/v311/body_decode.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <zep_mqtt/protocol/v311/wire.h>
 
 #include "log/log_lines.h"
-#include "protocol/v311/encode_body.h"
-#include "protocol/v311/wire_io.h"
+#include "protocol/common/wire_io.h"
+#include "protocol/v311/body_encode.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "protocol/v50/packet_io.h"
 
-#include "protocol/v311/wire_io.h"
+#include "protocol/common/wire_io.h"
 
 namespace zep::v50 {
 

@@ -1,0 +1,172 @@
+// One pass of the loop: everything of a client that is driven by time.
+#include <atomic>
+
+#include <zep_mqtt/client/loop.h>
+#include <zep_mqtt/client/receive.h>
+#include <zep_mqtt/core/status.h>
+#include <zep_mqtt/net/adapter.h>
+#include <zep_mqtt/qos/cache.h>
+#include <zep_mqtt/qos/qos1.h>
+#include <zep_mqtt/qos/qos2.h>
+
+#include "client/connection/busy_guard.h"
+#include "client/connection/client_private.h"
+#include "log/log_lines.h"
+
+uint32_t last_reconnect_tick;
+
+using namespace zep;
+
+namespace {
+
+constexpr uint32_t CONNACK_TIMEOUT_MS = 3000;
+constexpr uint32_t CLEAN_TICK_STEP = 10;
+constexpr uint32_t CLEAN_TICK_LIMIT = 499;
+constexpr uint32_t PINGREQ_SIZE = 2;
+
+// Claims the right to try now: the interval counts from the last attempt of any client, and of two
+// clients on two threads only one makes the attempt.
+bool claim_reconnect_attempt(const mqtt_client &client) {
+    const std::atomic_ref<uint32_t> last(last_reconnect_tick);
+    uint32_t previous = last.load();
+    const uint32_t now = tick_now();
+    return now - previous >= client.config.reconnect_interval_ms &&
+           last.compare_exchange_strong(previous, now);
+}
+
+void reconnect_when_due(mqtt_client &client) {
+    if (!claim_reconnect_attempt(client)) {
+        return;
+    }
+    client.config.clean_start = 1;
+    client.reconnect_count++;
+    LOG_INFO("MQTT_CLIENT: 触发自动重连【第%d次】，尝试重新连接Broker：%s:%d",
+             client.reconnect_count, client.config.broker_host, client.config.broker_port);
+    if (client.net_index != MQTT_CLIENT_NO_INSTANCE) {
+        // The switch to 3.1.1 left it open.
+        end_connection(client);
+    }
+    if (mqtt_client_connect(&client) == MQTT_OK) {
+        LOG_INFO("MQTT_CLIENT: 重连-发送CONNECT报文成功，等待CONNACK响应");
+    }
+}
+
+void check_connack_timeout(mqtt_client &client) {
+    if (tick_now() - client.connect_tick_ms >= CONNACK_TIMEOUT_MS) {
+        LOG_ERROR("MQTT_CLIENT: CONNACK等待超时（%dms），连接失败！", CONNACK_TIMEOUT_MS);
+        end_connection(client);
+    }
+}
+
+void send_retransmissions(const mqtt_client &client, int qos, int32_t count, uint32_t length) {
+    if (count <= 0) {
+        return;
+    }
+    const int32_t sent = send_packet(client, client.tx_buf, length);
+    if (sent != 0) {
+        LOG_ERROR("MQTT_CLIENT: QoS%d重传失败（状态码：%d）", qos, sent);
+    } else {
+        LOG_DEBUG("MQTT_CLIENT: QoS%d重传%d条消息", qos, count);
+    }
+}
+
+void retransmit(mqtt_client &client) {
+    clear_tx_buf(client);
+    uint32_t length = sizeof client.tx_buf;
+    const int32_t qos1 = mqtt_qos1_check_retrans(&client.session, client.tx_buf, &length, 0);
+    send_retransmissions(client, 1, qos1, length);
+
+    // QoS 2 gets the room that QoS 1 used: what does not fit goes out with the next pass.
+    std::memset(client.tx_buf, 0, length);
+    const int32_t qos2 = mqtt_qos2_check_retrans(&client.session, client.tx_buf, &length);
+    send_retransmissions(client, 2, qos2, length);
+}
+
+uint32_t keep_alive_interval_ms(const mqtt_client &client) {
+    const bool server_decides =
+        client.conn_info != nullptr && client.conn_info->server_keep_alive != 0;
+    return 1000U *
+           (server_decides ? client.conn_info->server_keep_alive : client.config.keep_alive);
+}
+
+int32_t send_pingreq(mqtt_client &client) {
+    mqtt_packet packet = {};
+    packet.type = MQTT_PACKET_PINGREQ;
+    uint8_t buffer[PINGREQ_SIZE];
+    uint32_t length = sizeof buffer;
+    const int32_t status = mqtt_client_encode_packet(&client, &packet, buffer, &length);
+    return status == MQTT_OK ? send_packet(client, buffer, length) : status;
+}
+
+void keep_alive(mqtt_client &client) {
+    if (!is_connected(client) || client.config.keep_alive == 0) {
+        return;
+    }
+    const uint32_t now = tick_now();
+    if (now - client.last_activity_ms < keep_alive_interval_ms(client) / 2) {
+        return;
+    }
+    apply_unacked_timeout(client);  // the round trips may have changed
+    const int32_t sent = send_pingreq(client);
+    if (sent != 0) {
+        LOG_ERROR("MQTT_CLIENT: 心跳报文发送失败（状态码：%d），标记断线", sent);
+        receive_what_is_left(client);
+        if (is_connected(client)) {
+            end_connection(client);
+        }
+    } else {
+        LOG_DEBUG("MQTT_CLIENT: 发送心跳保活 PINGREQ，心跳间隔：%ds", client.config.keep_alive);
+    }
+    client.last_activity_ms = now;
+}
+
+void serve_connection(mqtt_client &client) {
+    if (client.state == MQTT_CLIENT_DISCONNECTED || client.net_index == MQTT_CLIENT_NO_INSTANCE) {
+        return;
+    }
+    mqtt_client_recv_packet_proc(&client);
+    if (is_connected(client)) {
+        retransmit(client);
+        keep_alive(client);
+    }
+}
+
+// Counts passes, not time: the caches are walked on every 50th.
+void clean_caches_sometimes(mqtt_client &client) {
+    client.clean_tick += CLEAN_TICK_STEP;
+    if (client.clean_tick <= CLEAN_TICK_LIMIT) {
+        return;
+    }
+    const int32_t removed = mqtt_cache_clean_timeout(&client.session);
+    if (removed > 0) {
+        LOG_DEBUG("MQTT_CLIENT: 清理超时QoS活重传缓存，共%d条", removed);
+    }
+    client.clean_tick = 0;
+}
+
+}  // namespace
+
+int32_t mqtt_client_loop(mqtt_client *client) {
+    net_adapter_loop();
+    if (client == nullptr) {
+        log_null_pointer("mqtt_client_loop");
+        return MQTT_ERR_INVALID_PARAM;
+    }
+    const busy_guard guard(*client, MQTT_CLIENT_OP_LOOP);
+    if (!guard.taken()) {
+        LOG_WARN("MQTT_CLIENT: Client busy, loop skip! op_type:%d", guard.running());
+        return MQTT_ERR_BUSY;
+    }
+    if (client->alive == 0) {
+        return MQTT_ERR_INVALID_PARAM;
+    }
+    if (client->state == MQTT_CLIENT_DISCONNECTED) {
+        reconnect_when_due(*client);
+    }
+    if (client->state == MQTT_CLIENT_CONNECTING) {
+        check_connack_timeout(*client);
+    }
+    serve_connection(*client);
+    clean_caches_sometimes(*client);
+    return MQTT_OK;
+}

@@ -1,0 +1,54 @@
+// Which version a connection speaks, what was negotiated, and the way back to 3.1.1.
+#include <zep_mqtt/client/v50.h>
+#include <zep_mqtt/core/status.h>
+
+#include "client/connection/client_private.h"
+#include "log/log_lines.h"
+#include "qos/cache_private.h"
+
+using namespace zep;
+
+uint32_t mqtt50_version_auto_detect(const uint8_t *data, int32_t len, const mqtt_client *client) {
+    if (len < 2 || client == nullptr || data == nullptr || client->conn_info == nullptr) {
+        LOG_ERROR("MQTT_CLIENT50: ❌ 版本检测参数非法，兜底返回MQTT3.1.1");
+        return MQTT_VERSION_311;
+    }
+    const uint32_t version = version_in_use(*client);
+    if (client->conn_info->protocol_version == 0 && version != MQTT_VERSION_311 &&
+        version != MQTT_VERSION_50) {
+        LOG_WARN("MQTT_CLIENT50: ⚠️ 无版本信息，兜底返回MQTT3.1.1");
+        return MQTT_VERSION_311;
+    }
+    return version;
+}
+
+int32_t mqtt_client50_get_conn_info(const mqtt_client *client, mqtt50_conn_info *info) {
+    if (client == nullptr || info == nullptr || client->conn_info == nullptr) {
+        LOG_ERROR("MQTT_CLIENT50: 获取5.0信息失败，参数无效");
+        return MQTT_ERR_INVALID_PARAM;
+    }
+    if (!negotiated_50(*client)) {
+        LOG_WARN("MQTT_CLIENT50: 获取5.0信息失败，未连接5.0服务端");
+        return MQTT_ERR_INVALID_PARAM;
+    }
+    *info = *client->conn_info;
+    return MQTT_OK;
+}
+
+void mqtt_client_version_downgrade(mqtt_client *client) {
+    if (client == nullptr || client->config.mqtt_version == MQTT_VERSION_311 ||
+        client->conn_info == nullptr) {
+        return;
+    }
+    std::atomic_ref(client->config.mqtt_version).store(MQTT_VERSION_311, std::memory_order_relaxed);
+    client->conn_info->protocol_version = 0;
+    client->conn_info->reason_code = 0;
+    client->conn_info->server_keep_alive = 0;
+    client->conn_info->max_packet_size = NO_PACKET_LIMIT;
+    qos_cache_set_version(&client->session, MQTT_VERSION_311);
+    LOG_WARN(
+        "MQTT_CLIENT50: ⚠️ MQTT5.0协商失败/服务端不支持，自动降级到3.1.1协议");
+    set_state(*client, MQTT_CLIENT_DISCONNECTED);
+    client->reconnect_count = 0;
+    client->connect_tick_ms = tick_now();
+}

@@ -1,0 +1,151 @@
+// Finds the handler of a received packet: its version, its type, the state that it needs.
+#include "client/inbound/dispatch.h"
+
+#include <iterator>
+
+#include <zep_mqtt/platform/memory.h>
+#include <zep_mqtt/protocol/v311/decoder.h>
+
+#include "client/connection/client_private.h"
+#include "client/inbound/inbound.h"
+#include "log/log_lines.h"
+
+namespace zep {
+
+namespace {
+
+constexpr uint32_t ANY_STATE = UINT32_MAX;
+
+template <typename Handler>
+struct route {
+    Handler handle = nullptr;  // null: packets of this type are not acted on
+    uint32_t state = ANY_STATE;
+};
+
+using handler311 = void (*)(mqtt_client &, const mqtt_packet &);
+using handler50 = void (*)(mqtt_client &, const uint8_t *, uint32_t);
+
+// Both tables are indexed by the packet type.
+constexpr route<handler311> ROUTES_311[16] = {
+    {},
+    {on_connect, ANY_STATE},
+    {on_connack, ANY_STATE},
+    {on_publish, MQTT_CLIENT_CONNECTED},
+    {on_puback, MQTT_CLIENT_CONNECTED},
+    {on_qos2_ack, MQTT_CLIENT_CONNECTED},
+    {on_pubrel, MQTT_CLIENT_CONNECTED},
+    {on_qos2_ack, MQTT_CLIENT_CONNECTED},
+    {},
+    {on_suback, MQTT_CLIENT_CONNECTED},
+    {},
+    {on_unsuback, MQTT_CLIENT_CONNECTED},
+    {},
+    {on_pingresp, ANY_STATE},
+    {on_disconnect, ANY_STATE},
+    {},
+};
+
+constexpr route<handler50> ROUTES_50[16] = {
+    {},
+    {},
+    {on_connack50, MQTT_CLIENT_CONNECTING},
+    {on_publish50, MQTT_CLIENT_CONNECTED},
+    {on_puback50, MQTT_CLIENT_CONNECTED},
+    {on_qos2_ack50, MQTT_CLIENT_CONNECTED},
+    {on_pubrel50, MQTT_CLIENT_CONNECTED},
+    {on_qos2_ack50, MQTT_CLIENT_CONNECTED},
+    {},
+    {on_suback50, MQTT_CLIENT_CONNECTED},
+    {},
+    {on_unsuback50, MQTT_CLIENT_CONNECTED},
+    {},
+    {on_pingresp50, ANY_STATE},
+    {on_disconnect50, ANY_STATE},
+    {},
+};
+
+template <typename Handler>
+bool is_open(const mqtt_client &client, const route<Handler> &way) {
+    return way.state == ANY_STATE || way.state == client.state;
+}
+
+// A decoded 3.1.1 packet; whatever the decoder allocated for it goes when it goes.
+class decoded_packet {
+ public:
+    decoded_packet(const uint8_t *data, uint32_t length)
+        : status_(mqtt_packet_decode_v311(data, length, &packet_)) {}
+
+    ~decoded_packet() {
+        if (status_ != MQTT_OK) {
+            return;
+        }
+        switch (packet_.type) {
+            case MQTT_PACKET_PUBLISH:
+                message_free(&packet_.body.publish);
+                break;
+            case MQTT_PACKET_SUBSCRIBE:
+                subscribe_filters_free(packet_.body.subscribe.filters,
+                                       packet_.body.subscribe.filter_count);
+                platform_free(packet_.body.subscribe.qos_list);
+                break;
+            case MQTT_PACKET_SUBACK:
+                platform_free(packet_.body.suback.return_codes);
+                break;
+            case MQTT_PACKET_UNSUBSCRIBE:
+                subscribe_filters_free(packet_.body.unsubscribe.filters,
+                                       packet_.body.unsubscribe.filter_count);
+                break;
+            default:
+                break;
+        }
+    }
+
+    decoded_packet(const decoded_packet &) = delete;
+    decoded_packet &operator=(const decoded_packet &) = delete;
+
+    bool ok() const { return status_ == MQTT_OK; }
+    const mqtt_packet &get() const { return packet_; }
+
+ private:
+    mqtt_packet packet_ = {};
+    int32_t status_;
+};
+
+void dispatch311(mqtt_client &client, const uint8_t *data, uint32_t length) {
+    const decoded_packet packet(data, length);
+    if (!packet.ok()) {
+        return;
+    }
+    const uint32_t type = packet.get().type;
+    const route<handler311> &way = ROUTES_311[type];
+    if (way.handle == nullptr) {
+        LOG_DEBUG("MQTT_CLIENT收到未知报文类型 (0x%02X)", type);
+    } else if (is_open(client, way)) {
+        way.handle(client, packet.get());
+    }
+}
+
+void dispatch50(mqtt_client &client, const uint8_t *data, uint32_t length, uint32_t type) {
+    const route<handler50> &way = ROUTES_50[type];
+    if (way.handle == nullptr) {
+        LOG_DEBUG("MQTT_CLIENT收到5.0未知报文类型 (0x%02X)", type);
+    } else if (is_open(client, way)) {
+        way.handle(client, data, length);
+    }
+}
+
+}  // namespace
+
+void dispatch_packet(mqtt_client &client, const uint8_t *packet, uint32_t length) {
+    const uint32_t type = packet[0] >> 4;
+    const uint32_t version =
+        mqtt50_version_auto_detect(packet, static_cast<int32_t>(length), &client);
+    LOG_DEBUG("MQTT_CLIENT收到MQTT报文:长度=%d,类型=0x%02X,协议版本=%d", length, type, version);
+    if (version == MQTT_VERSION_50) {
+        dispatch50(client, packet, length, type);
+    } else {
+        dispatch311(client, packet, length);
+    }
+}
+
+}  // namespace zep

@@ -1,0 +1,194 @@
+// One receive step: a bounded read, and the splitting of the stream into packets.
+#include <algorithm>
+#include <atomic>
+
+#include <zep_mqtt/client/receive.h>
+#include <zep_mqtt/net/adapter.h>
+
+#include "client/connection/client_private.h"
+#include "client/inbound/dispatch.h"
+#include "client/inbound/framing.h"
+#include "log/log_lines.h"
+#include "net/adapter_private.h"
+
+uint8_t g_mqtt_recv_buf[MQTT_CLIENT_RX_BUFFER_SIZE];
+
+namespace zep {
+
+namespace {
+
+constexpr uint32_t READ_WAIT_MS = 20;
+constexpr int32_t ADAPTER_TIMEOUT = -2;
+constexpr uint32_t PACKET_TIMEOUT_S = 60;
+constexpr int LAST_READS = 256;  // of a dead link, should its peer go on sending all the same
+
+std::atomic_flag g_recv_buf_taken = ATOMIC_FLAG_INIT;
+
+// The process-wide receive buffer for the time of one read. No thread waits for it: a client that
+// finds it taken by another thread's client reads past it, into its own buffer.
+class recv_buf_claim {
+ public:
+    recv_buf_claim() : taken_(!g_recv_buf_taken.test_and_set(std::memory_order_acquire)) {}
+    ~recv_buf_claim() {
+        if (taken_) {
+            g_recv_buf_taken.clear(std::memory_order_release);
+        }
+    }
+    recv_buf_claim(const recv_buf_claim &) = delete;
+    recv_buf_claim &operator=(const recv_buf_claim &) = delete;
+
+    bool taken() const { return taken_; }
+
+ private:
+    bool taken_;
+};
+
+void compact(mqtt_client &client) {
+    if (client.rx_start != 0) {
+        std::memmove(client.rx_buf, client.rx_buf + client.rx_start,
+                     client.rx_end - client.rx_start);
+        client.rx_end -= client.rx_start;
+        client.rx_start = 0;
+    }
+}
+
+bool is_inside_packet(const mqtt_client &client) {
+    return client.rx_end != 0 || client.rx_skip != 0;
+}
+
+void pass_over_oversized(mqtt_client &client) {
+    const uint32_t passed = std::min(client.rx_skip, client.rx_end - client.rx_start);
+    client.rx_start += passed;
+    client.rx_skip -= passed;
+    // A stream that brings full reads is on its way to the end.
+    if (passed == sizeof client.rx_buf || (passed != 0 && client.rx_skip == 0)) {
+        client.rx_whole_ms = tick_now();
+    }
+}
+
+struct packet_bytes {
+    const uint8_t *data;
+    uint32_t length;
+};
+
+// The next whole packet, or no data: what is left is not whole yet, or the link had to be given up.
+packet_bytes next_packet(mqtt_client &client) {
+    for (;;) {
+        pass_over_oversized(client);
+        const uint8_t *data = client.rx_buf + client.rx_start;
+        const uint32_t held = client.rx_end - client.rx_start;
+        const frame found = find_frame(data, held);
+        switch (found.kind) {
+            case frame_kind::malformed:
+                LOG_ERROR("MQTT_CLIENT报文剩余长度非法，无法重新同步，标记断线");
+                lose_link(client);
+                return {nullptr, 0};
+            case frame_kind::oversized:
+                LOG_WARN("MQTT_CLIENT报文超过接收上限，跳过（总长度：%u）", found.length);
+                client.rx_skip = found.length;
+                break;
+            case frame_kind::packet:
+                if (found.length > held) {
+                    return {nullptr, 0};
+                }
+                client.rx_start += found.length;
+                return {data, found.length};
+            case frame_kind::incomplete:
+            default:
+                return {nullptr, 0};
+        }
+    }
+}
+
+// A callback may have disconnected the client, or connected it anew: then nothing that the old
+// connection brought is handled any more.
+bool is_receiving(const mqtt_client &client) {
+    return client.state != MQTT_CLIENT_DISCONNECTED &&
+           client.net_index != MQTT_CLIENT_NO_INSTANCE && client.rx_end != 0;
+}
+
+void handle_held_packets(mqtt_client &client) {
+    while (is_receiving(client)) {
+        const packet_bytes packet = next_packet(client);
+        if (packet.data == nullptr) {
+            break;
+        }
+        dispatch_packet(client, packet.data, packet.length);
+        client.rx_whole_ms = tick_now();  // a slow callback is not the peer's
+    }
+    compact(client);
+}
+
+// Appends what one read brings to the bytes held.
+int32_t read_from_network(mqtt_client &client, uint32_t wait_ms) {
+    const uint32_t room = static_cast<uint32_t>(sizeof client.rx_buf) - client.rx_end;
+    uint8_t *own = client.rx_buf + client.rx_end;
+    const recv_buf_claim shared;
+    uint8_t *target = shared.taken() ? g_mqtt_recv_buf : own;
+    std::memset(target, 0, shared.taken() ? sizeof g_mqtt_recv_buf : room);
+    uint32_t received = 0;
+    const int32_t status = net_adapter_recv(client.net_index, target, room, &received, wait_ms);
+    if (status == 0) {
+        std::memmove(own, target, received);
+        client.rx_end += received;
+    }
+    return status;
+}
+
+void handle_failed_read(mqtt_client &client, int32_t status) {
+    const bool closed = net_adapter_peer_closed(client.net_index);
+    if (client.state == MQTT_CLIENT_CONNECTING) {
+        LOG_DEBUG("MQTT_CLIENTCONNECTING状态-接收超时/失败（状态码：%d），继续等待CONNACK", status);
+        if (closed) {
+            // The read came back at once, and will until the CONNACK is overdue.
+            platform_delay_ms(READ_WAIT_MS);
+        }
+        return;
+    }
+    if (client.state == MQTT_CLIENT_CONNECTED && (closed || status < ADAPTER_TIMEOUT)) {
+        LOG_ERROR("MQTT_CLIENT报文接收失败（网络状态码：%d），TCP链路异常，标记断线", status);
+        lose_link(client);
+    }
+}
+
+// A length that promises more than ever comes would swallow all that follows, also what answers our
+// PINGREQs, and the client would never know.
+void give_up_on_endless_packet(mqtt_client &client) {
+    if (is_connected(client) && is_inside_packet(client) &&
+        tick_now() - client.rx_whole_ms >= 1000 * PACKET_TIMEOUT_S) {
+        LOG_ERROR("MQTT_CLIENT报文未在%us内收完，标记断线", PACKET_TIMEOUT_S);
+        lose_link(client);
+    }
+}
+
+}  // namespace
+
+void receive_what_is_left(mqtt_client &client) {
+    for (int reads = 0; reads < LAST_READS && is_connected(client); reads++) {
+        if (read_from_network(client, 0) != 0) {
+            return;
+        }
+        handle_held_packets(client);
+    }
+}
+
+}  // namespace zep
+
+using namespace zep;
+
+void mqtt_client_recv_packet_proc(mqtt_client *client) {
+    if (client == nullptr) {
+        log_null_pointer("mqtt_client_recv_packet_proc");
+        return;
+    }
+    if (!is_inside_packet(*client)) {
+        client->rx_whole_ms = tick_now();
+    }
+    const int32_t status = read_from_network(*client, READ_WAIT_MS);
+    if (status == 0) {
+        handle_held_packets(*client);
+    } else {
+        handle_failed_read(*client, status);
+    }
+    give_up_on_endless_packet(*client);
+}

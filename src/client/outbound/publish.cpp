@@ -1,0 +1,149 @@
+// Outbound PUBLISH of a 3.1.1 connection.
+#include <zep_mqtt/client/operations.h>
+#include <zep_mqtt/core/status.h>
+#include <zep_mqtt/platform/text.h>
+#include <zep_mqtt/qos/cache.h>
+
+#include "client/connection/busy_guard.h"
+#include "client/connection/client_private.h"
+#include "client/outbound/packet_id_lease.h"
+#include "log/log_lines.h"
+
+using namespace zep;
+
+namespace {
+
+constexpr int QOS2_SUPPORTED = 1;
+
+int32_t check_arguments(const mqtt_client &client, const mqtt_message *msg) {
+    if (msg == nullptr || msg->topic == nullptr) {
+        log_null_pointer("mqtt_client_publish");
+        return MQTT_ERR_INVALID_PARAM;
+    }
+    if (!is_connected(client)) {
+        return MQTT_ERR_INVALID_PARAM;
+    }
+    const size_t length = platform_strlen(msg->topic);
+    if (length == 0 || length > MQTT_CLIENT_TOPIC_MAX) {
+        LOG_ERROR("MQTT_CLIENT: 发布失败，Topic非法（空或超长，长度：%d）",
+                  static_cast<int>(length));
+        return MQTT_ERR_INVALID_PARAM;
+    }
+    if (msg->qos > QOS_MAX) {
+        LOG_ERROR("MQTT_CLIENT: 无效QoS（%d），QoS2开关：%d", msg->qos, QOS2_SUPPORTED);
+        return MQTT_ERR_QOS_INVALID;
+    }
+    return MQTT_OK;
+}
+
+int32_t take_packet_id(mqtt_client &client, mqtt_message &msg, packet_id_lease &lease) {
+    msg.msg_id = 0;
+    if (msg.qos == 0) {
+        return MQTT_OK;
+    }
+    const int32_t status = mqtt_client_alloc_pkt_id(&client, &msg.msg_id);
+    if (status != MQTT_OK) {
+        LOG_ERROR("MQTT_CLIENT: 申请Packet ID失败（%s）", mqtt_status_text(status));
+        return status;
+    }
+    lease.hold(msg.msg_id);
+    return MQTT_OK;
+}
+
+// Puts the ciphertext into tx_buf and lets the message point to it. Without the cipher, and for a
+// payload that it does not take, the message stays as it is.
+int32_t encrypt_payload(mqtt_client &client, mqtt_message &msg) {
+    clear_tx_buf(client);
+    if (!cipher_is_on(client) || msg.payload == nullptr || msg.payload_len == 0 ||
+        msg.payload_len > PAYLOAD_MAX) {
+        return MQTT_OK;
+    }
+    client.crypto_out_len = PAYLOAD_MAX;
+    const int32_t result = crypto_encrypt(client.crypto, msg.payload, msg.payload_len,
+                                          client.tx_buf, &client.crypto_out_len);
+    if (result != 0 || client.crypto_out_len == 0 || client.crypto_out_len > PAYLOAD_MAX) {
+        LOG_ERROR("MQTT_CLIENT: Payload加密失败/长度异常 (状态:%d, 加密后长度:%d)", result,
+                  client.crypto_out_len);
+        return MQTT_ERR_CRYPTO;
+    }
+    LOG_DEBUG("MQTT_CLIENT: Payload加密成功，原始长度:%d，加密后:%d", msg.payload_len,
+              client.crypto_out_len);
+    msg.payload = client.tx_buf;
+    msg.payload_len = client.crypto_out_len;
+    return MQTT_OK;
+}
+
+// The cache gets the payload as it goes out, so that a retransmission never carries plain text.
+int32_t admit(mqtt_client &client, mqtt_message &msg, packet_id_lease &lease) {
+    if (msg.qos == 0) {
+        return MQTT_OK;
+    }
+    const int32_t status =
+        mqtt_qos_message_process(version_in_use(client), msg.qos, &msg, &client.session);
+    if (status != MQTT_OK) {
+        LOG_WARN("MQTT_CLIENT: QoS消息处理失败（%s）", mqtt_status_text(status));
+        return status;
+    }
+    lease.entry_admitted();
+    return MQTT_OK;
+}
+
+int32_t send_publish(mqtt_client &client, const mqtt_message &msg) {
+    mqtt_packet packet = {};
+    packet.type = MQTT_PACKET_PUBLISH;
+    packet.qos = msg.qos;
+    packet.retain = msg.retain;
+    packet.body.publish = msg;
+    uint8_t buffer[PACKET_MAX] = {};
+    uint32_t length = sizeof buffer;
+    const int32_t status = mqtt_client_encode_packet(&client, &packet, buffer, &length);
+    if (status != MQTT_OK) {
+        LOG_ERROR("MQTT_CLIENT: 发布报文编码失败（%s）", mqtt_status_text(status));
+        return status;
+    }
+    const int32_t sent = send_packet(client, buffer, length);
+    if (sent != 0) {
+        LOG_ERROR("MQTT_CLIENT: 发送发布报文失败（状态码：%d）", sent);
+        return MQTT_ERR_INTERNAL;
+    }
+    return MQTT_OK;
+}
+
+int32_t publish(mqtt_client &client, mqtt_message &msg) {
+    packet_id_lease lease(client);
+    int32_t status = take_packet_id(client, msg, lease);
+    if (status != MQTT_OK) {
+        return status;
+    }
+    mqtt_message outbound = msg;
+    status = encrypt_payload(client, outbound);
+    if (status == MQTT_OK) {
+        status = admit(client, outbound, lease);
+    }
+    if (status == MQTT_OK) {
+        status = send_publish(client, outbound);
+    }
+    if (status != MQTT_OK) {
+        return status;
+    }
+    lease.keep();
+    LOG_DEBUG("MQTT_CLIENT: 发布成功（topic=%s，QoS=%d，pkt_id=%d，加密：%d）", msg.topic, msg.qos,
+              msg.msg_id, client.config.crypto_enable);
+    return MQTT_OK;
+}
+
+}  // namespace
+
+int32_t mqtt_client_publish(mqtt_client *client, mqtt_message *msg) {
+    if (client == nullptr) {
+        log_null_pointer("mqtt_client_publish");
+        return MQTT_ERR_INVALID_PARAM;
+    }
+    const busy_guard guard(*client, MQTT_CLIENT_OP_PUBLISH);
+    if (!guard.taken()) {
+        LOG_WARN("MQTT_CLIENT: Client busy, publish reject! op_type:%d", guard.running());
+        return MQTT_ERR_BUSY;
+    }
+    const int32_t status = check_arguments(*client, msg);
+    return status == MQTT_OK ? publish(*client, *msg) : status;
+}
