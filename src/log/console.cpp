@@ -1,11 +1,12 @@
 #include "log/console.h"
 
-#include <atomic>
 #include <cstdio>
 #include <iterator>
 
 #include <zep_mqtt/log/log.h>
 #include <zep_mqtt/platform/clock.h>
+
+#include "core/shared.h"
 
 const char *const g_log_level_str[5] = {"DEBUG", "INFO", "WARN", "ERROR", "FATAL"};
 
@@ -20,8 +21,7 @@ uint32_t log_tick() {
 }
 
 bool log_targets(uint32_t target) {
-    const std::atomic_ref<uint32_t> targets(g_log_config.targets);
-    return (targets.load(std::memory_order_relaxed) & target) != 0;
+    return (shared(g_log_config.targets).load(std::memory_order_relaxed) & target) != 0;
 }
 
 void console_write(uint32_t level, const char *message) {

@@ -1,11 +1,13 @@
-#include <atomic>
 #include <cstdarg>
 
 #include <zep_mqtt/log/log.h>
 
+#include "core/shared.h"
 #include "log/console.h"
 #include "log/file_sink.h"
 #include "log/log_lines.h"
+
+using zep::shared;
 
 log_config g_log_config = {AGENT_LOG_DEBUG, AGENT_LOG_CONSOLE, 0, 256};
 
@@ -14,12 +16,6 @@ namespace {
 constexpr uint32_t DEFAULT_FILE_SIZE = 0x100000;
 constexpr uint16_t DEFAULT_ENTRIES = 256;
 constexpr uint16_t MAX_ENTRIES = 1024;
-
-// The configuration may change while other threads log.
-template <typename T>
-std::atomic_ref<T> shared(T &field) {
-    return std::atomic_ref<T>(field);
-}
 
 // Returns whether the file is open.
 bool open_file(uint32_t max_size) {
@@ -58,12 +54,13 @@ void agent_log_init(const log_config *config) {
         return;
     }
     const bool entries_valid = config->max_entries >= 1 && config->max_entries <= MAX_ENTRIES;
-    shared(g_log_config.max_entries) = entries_valid ? config->max_entries : DEFAULT_ENTRIES;
-    shared(g_log_config.level) = config->level;
-    shared(g_log_config.targets) = config->targets;
+    // Other threads may be logging.
+    shared(g_log_config.max_entries).store(entries_valid ? config->max_entries : DEFAULT_ENTRIES);
+    shared(g_log_config.level).store(config->level);
+    shared(g_log_config.targets).store(config->targets);
     if ((config->targets & AGENT_LOG_FILE) != 0 &&
         !open_file(config->max_file_size == 0 ? DEFAULT_FILE_SIZE : config->max_file_size)) {
-        shared(g_log_config.targets) &= ~uint32_t{AGENT_LOG_FILE};
+        shared(g_log_config.targets).store(config->targets & ~uint32_t{AGENT_LOG_FILE});
         return;
     }
     LOG_INFO("日志系统初始化完成，级别: %s，目标: 0x%x", zep::log_level_name(config->level),

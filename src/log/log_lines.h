@@ -2,14 +2,14 @@
 // a filtered line costs one load and one comparison.
 #pragma once
 
-#include <atomic>
-
 #include <zep_mqtt/log/log.h>
+
+#include "core/shared.h"
 
 namespace zep {
 
 inline bool log_passes(uint32_t level) {
-    return level >= std::atomic_ref<uint32_t>(g_log_config.level).load(std::memory_order_relaxed);
+    return level >= shared(g_log_config.level).load(std::memory_order_relaxed);
 }
 
 }  // namespace zep

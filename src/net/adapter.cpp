@@ -1,4 +1,3 @@
-#include <atomic>
 #include <cstring>
 #include <mutex>
 
@@ -8,12 +7,15 @@
 #include <zep_mqtt/net/net_status.h>
 #include <zep_mqtt/platform/text.h>
 
+#include "core/shared.h"
 #include "log/log_lines.h"
 #include "net/adapter_private.h"
 #include "platform/posix/static_lock.h"
 
 net_adapter_instance g_adapter_ctx[NET_ADAPTER_INSTANCE_MAX] = {};
 uint8_t g_net_inited = 0;
+
+using zep::shared;
 
 namespace {
 
@@ -22,16 +24,10 @@ constexpr char UDP_PREFIX[] = "udp://";
 // Held while the network-interface layer is started, so that it is started once.
 constinit zep::static_lock g_start_lock;
 
-std::atomic_ref<uint8_t> flag(uint8_t &byte) {
-    return std::atomic_ref<uint8_t>(byte);
-}
-
 // The two flags tell the other threads whose instance this is; only its owner looks at the rest.
 net_adapter_instance *reserve_instance() {
     for (net_adapter_instance &instance : g_adapter_ctx) {
-        uint8_t free = 0;
-        if (flag(instance.opened).load() == 0 &&
-            flag(instance.used).compare_exchange_strong(free, 1)) {
+        if (shared(instance.opened).load() == 0 && zep::shared_claim(instance.used)) {
             return &instance;
         }
     }
@@ -45,11 +41,11 @@ void clear_instance(net_adapter_instance *instance) {
     instance->net_type = 0;
     instance->index = 0;
     instance->sock = 0;
-    flag(instance->opened).store(0);
+    shared(instance->opened).store(0);
 }
 
 void release_instance(net_adapter_instance *instance) {
-    flag(instance->used).store(0);
+    shared(instance->used).store(0);
 }
 
 uint32_t net_type_of(const char *address) {
@@ -66,11 +62,11 @@ uint32_t net_type_of(const char *address) {
 }
 
 bool start_network() {
-    if (flag(g_net_inited).load() == 1) {
+    if (shared(g_net_inited).load() == 1) {
         return true;
     }
     const std::lock_guard once(g_start_lock);
-    if (flag(g_net_inited).load() == 1) {
+    if (shared(g_net_inited).load() == 1) {
         return true;
     }
     if (net_interface_init() != NET_OK) {
@@ -78,7 +74,7 @@ bool start_network() {
         return false;
     }
     (void)net_interface_set_current_type(NET_IFACE_ETH);
-    flag(g_net_inited).store(1);
+    shared(g_net_inited).store(1);
     LOG_INFO("[网络适配层] 底层网络抽象层初始化成功，所有实例共享资源");
     return true;
 }
@@ -123,7 +119,7 @@ bool open_udp(net_adapter_instance *instance, const char *address) {
 // An instance of a type without a transport holds nothing but its place in the pool, which it must
 // give back: a client would take another with every attempt to reconnect.
 void release_socketless(net_adapter_instance *instance) {
-    if (flag(instance->opened).load() == 1 && instance->sock == -1) {
+    if (shared(instance->opened).load() == 1 && instance->sock == -1) {
         clear_instance(instance);
         release_instance(instance);
     }
@@ -174,7 +170,7 @@ int32_t net_adapter_open(const char *address, uint32_t port) {
         release_instance(instance);
         return -1;
     }
-    flag(instance->opened).store(1);
+    shared(instance->opened).store(1);
     LOG_INFO("[网络适配层] open成功 index=%d，目标=%s:%d，网络类型=%d，套接字=%d", instance->index,
              address, target_port, instance->net_type, instance->sock);
     return instance->index;
@@ -205,7 +201,7 @@ bool net_adapter_check_index_valid(uint8_t index) {
     if (zep::adapter_valid_instance(index) == nullptr) {
         net_adapter_instance &instance = g_adapter_ctx[index];
         LOG_ERROR("[崩溃定位] 实例无效 index=%u | used=%d | opened=%d | sock=%d", index,
-                  flag(instance.used).load(), flag(instance.opened).load(), instance.sock);
+                  shared(instance.used).load(), shared(instance.opened).load(), instance.sock);
         return false;
     }
     return true;
@@ -222,7 +218,7 @@ net_adapter_instance *zep::adapter_valid_instance(uint8_t index) {
         return nullptr;
     }
     net_adapter_instance *instance = &g_adapter_ctx[index];
-    const bool valid = flag(instance->used).load() == 1 && flag(instance->opened).load() == 1 &&
+    const bool valid = shared(instance->used).load() == 1 && shared(instance->opened).load() == 1 &&
                        instance->sock != -1;
     return valid ? instance : nullptr;
 }

@@ -1,4 +1,3 @@
-#include <atomic>
 #include <cstring>
 
 #include <zep_mqtt/net/eth.h>
@@ -7,6 +6,7 @@
 #include <zep_mqtt/net/recv_queue.h>
 #include <zep_mqtt/platform/socket_service.h>
 
+#include "core/shared.h"
 #include "log/log_lines.h"
 #include "net/datagram_arguments.h"
 #include "net/eth/eth_private.h"
@@ -19,10 +19,6 @@ uint32_t g_current_type = NET_IFACE_ETH;
 net_iface *g_current_iface = nullptr;
 
 namespace {
-
-void set_inited(uint8_t value) {
-    std::atomic_ref<uint8_t>(g_is_inited).store(value);
-}
 
 bool is_registered(const net_iface &iface) {
     return iface.send != nullptr && iface.recv != nullptr;
@@ -38,7 +34,7 @@ bool port_is_claimed(uint16_t port) {
 }
 
 void make_current(uint32_t type) {
-    std::atomic_ref<uint32_t>(g_current_type).store(type);
+    zep::shared(g_current_type).store(type);
     g_current_iface = &g_registered_ifaces[type];
 }
 
@@ -84,7 +80,7 @@ int32_t net_interface_init(void) {
         return status;
     }
     make_current(NET_IFACE_ETH);
-    set_inited(1);
+    zep::shared(g_is_inited).store(1);
     LOG_INFO("[%s] 网络模块初始化完成", __func__);
     return NET_OK;
 }
@@ -95,7 +91,7 @@ void net_interface_deinit(void) {
     }
     destroy_current_iface();
     zep::recv_queue_stop();
-    set_inited(0);
+    zep::shared(g_is_inited).store(0);
     std::memset(g_registered_ifaces, 0, sizeof g_registered_ifaces);
     g_current_iface = nullptr;
     (void)platform_deinit();

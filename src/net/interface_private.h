@@ -1,15 +1,16 @@
 // What the interface layer offers to the adapter, and shares between its own parts.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
 #include <zep_mqtt/net/interface.h>
 
+#include "core/shared.h"
+
 namespace zep {
 
 inline bool net_layer_is_inited() {
-    return std::atomic_ref<uint8_t>(g_is_inited).load() == 1;
+    return shared(g_is_inited).load() == 1;
 }
 
 // net_interface_send_to() for a UDP socket: one datagram to address and port, with the same checks,

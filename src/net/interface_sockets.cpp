@@ -1,11 +1,10 @@
-#include <atomic>
-
 #include <zep_mqtt/net/eth.h>
 #include <zep_mqtt/net/interface.h>
 #include <zep_mqtt/net/net_status.h>
 #include <zep_mqtt/net/socket.h>
 #include <zep_mqtt/platform/socket_service.h>
 
+#include "core/shared.h"
 #include "log/log_lines.h"
 #include "net/datagram_arguments.h"
 #include "net/eth/eth_private.h"
@@ -14,8 +13,7 @@
 namespace {
 
 bool eth_is_current() {
-    return zep::net_layer_is_inited() &&
-           std::atomic_ref<uint32_t>(g_current_type).load() == NET_IFACE_ETH;
+    return zep::net_layer_is_inited() && zep::shared(g_current_type).load() == NET_IFACE_ETH;
 }
 
 using transmit_fn = int32_t (*)(int32_t sock, const char *address, uint16_t port,

@@ -2,9 +2,9 @@
 // start at the same time, on two threads or one inside the other's callback, one is turned away.
 #pragma once
 
-#include <atomic>
-
 #include <zep_mqtt/client/client.h>
+
+#include "core/shared.h"
 
 namespace zep {
 
@@ -13,7 +13,7 @@ class busy_guard {
     busy_guard(mqtt_client &client, uint32_t operation)
         : busy_(client.busy), operation_(client.op_type) {
         uint32_t idle = 0;
-        taken_ = busy_.compare_exchange_strong(idle, 1, std::memory_order_acquire);
+        taken_ = busy_.compare_exchange(idle, 1, std::memory_order_acquire);
         if (taken_) {
             operation_.store(operation, std::memory_order_relaxed);
         }
@@ -35,8 +35,8 @@ class busy_guard {
     uint32_t running() const { return operation_.load(std::memory_order_relaxed); }
 
  private:
-    std::atomic_ref<uint32_t> busy_;
-    std::atomic_ref<uint32_t> operation_;
+    shared<uint32_t> busy_;
+    shared<uint32_t> operation_;
     bool taken_ = false;
 };
 

@@ -167,5 +167,5 @@ uint32_t mqtt_client_get_connect_state(const mqtt_client *client) {
     if (client == nullptr) {
         return MQTT_CLIENT_DISCONNECTED;
     }
-    return std::atomic_ref(const_cast<uint32_t &>(client->state)).load(std::memory_order_relaxed);
+    return shared_load(client->state, std::memory_order_relaxed);
 }

@@ -1,12 +1,13 @@
 // What the files of the client share: the state of the connection, its end, and sending.
 #pragma once
 
-#include <atomic>
 #include <cstring>
 
 #include <zep_mqtt/client/client.h>
 #include <zep_mqtt/client/v50.h>
 #include <zep_mqtt/platform/clock.h>
+
+#include "core/shared.h"
 
 namespace zep {
 
@@ -22,7 +23,7 @@ inline uint32_t tick_now() {
 
 // The state is read by whoever asks for it, also while an operation runs on another thread.
 inline void set_state(mqtt_client &client, uint32_t state) {
-    std::atomic_ref(client.state).store(state, std::memory_order_relaxed);
+    shared(client.state).store(state, std::memory_order_relaxed);
 }
 
 inline bool is_connected(const mqtt_client &client) {

@@ -40,7 +40,7 @@ void mqtt_client_version_downgrade(mqtt_client *client) {
         client->conn_info == nullptr) {
         return;
     }
-    std::atomic_ref(client->config.mqtt_version).store(MQTT_VERSION_311, std::memory_order_relaxed);
+    shared(client->config.mqtt_version).store(MQTT_VERSION_311, std::memory_order_relaxed);
     client->conn_info->protocol_version = 0;
     client->conn_info->reason_code = 0;
     client->conn_info->server_keep_alive = 0;

@@ -1,11 +1,11 @@
 // Creation of a handle: the public configuration becomes the core's.
-#include <atomic>
 #include <cstring>
 
 #include <zep_mqtt/platform/memory.h>
 #include <zep_mqtt/platform/text.h>
 
 #include "client/sdk/basic_private.h"
+#include "core/shared.h"
 #include "core/wipe.h"
 #include "log/log_lines.h"
 
@@ -20,7 +20,7 @@ constexpr uint32_t WILL_PAYLOAD_MAX = 255;
 constexpr uint32_t CIPHER_KEY_SIZE = 16;
 
 void print_banner_once() {
-    if (std::atomic_ref<uint8_t>(g_banner_printed).exchange(1) != 0) {
+    if (!shared_claim(g_banner_printed)) {
         return;
     }
     constexpr const char *RULE = "========================================================";

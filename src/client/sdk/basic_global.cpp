@@ -1,22 +1,21 @@
 // The library-wide half of the public interface.
-#include <atomic>
-
 #include <zep_mqtt/net/adapter.h>
 #include <zep_mqtt_sdk.h>
 
+#include "core/shared.h"
 #include "log/log_lines.h"
 
 uint8_t g_mqtt_sdk_global_inited;
 
 int32_t zep_mqtt_sdk_global_init(void) {
-    if (std::atomic_ref<uint8_t>(g_mqtt_sdk_global_inited).exchange(1) == 0) {
+    if (zep::shared_claim(g_mqtt_sdk_global_inited)) {
         LOG_INFO("MQTT_SDK: global init success");
     }
     return ZEP_MQTT_SDK_OK;
 }
 
 void zep_mqtt_sdk_global_deinit(void) {
-    const std::atomic_ref<uint8_t> inited(g_mqtt_sdk_global_inited);
+    const zep::shared inited(g_mqtt_sdk_global_inited);
     if (inited.load() == 0) {
         return;
     }

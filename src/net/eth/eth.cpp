@@ -1,11 +1,10 @@
-#include <atomic>
-
 #include <zep_mqtt/net/eth.h>
 #include <zep_mqtt/net/interface.h>
 #include <zep_mqtt/net/net_status.h>
 #include <zep_mqtt/net/socket.h>
 #include <zep_mqtt/platform/thread.h>
 
+#include "core/shared.h"
 #include "log/log_lines.h"
 #include "net/datagram_arguments.h"
 #include "net/eth/eth_private.h"
@@ -17,13 +16,6 @@ void *g_interrupt_thread = nullptr;
 namespace {
 
 constexpr uint32_t RECV_TIMEOUT_MS = 1000;
-
-std::atomic_ref<int32_t> eth_socket() {
-    return std::atomic_ref<int32_t>(g_eth_socket);
-}
-std::atomic_ref<uint8_t> running() {
-    return std::atomic_ref<uint8_t>(g_thread_running);
-}
 
 // Binds to a port that the system chooses; the port is shown when the system tells it.
 bool bind_dynamic_port(int32_t sock) {
@@ -40,13 +32,13 @@ bool bind_dynamic_port(int32_t sock) {
 }
 
 bool start_receive_thread() {
-    running().store(1);
+    zep::shared(g_thread_running).store(1);
     g_interrupt_thread = platform_thread_create(eth_interrupt_thread_proc, nullptr);
     return g_interrupt_thread != nullptr;
 }
 
 void stop_receive_thread() {
-    running().store(0);
+    zep::shared(g_thread_running).store(0);
     if (g_interrupt_thread != nullptr) {
         platform_thread_join(g_interrupt_thread);
         g_interrupt_thread = nullptr;
@@ -76,7 +68,7 @@ int32_t net_eth_win_init(void) {
         net_socket_close(sock);
         return NET_ERR_IO;
     }
-    eth_socket().store(sock);
+    zep::shared(g_eth_socket).store(sock);
     eth_socket_set_add(sock);
     if (!start_receive_thread()) {
         LOG_ERROR("%s: 创建接收线程失败（错误码：%d）", __func__, zep::socket_last_error());
@@ -95,7 +87,7 @@ int32_t net_eth_win_init(void) {
 
 void eth_destroy(void) {
     LOG_INFO("%s: 开始销毁ETH接口资源", __func__);
-    const int32_t sock = eth_socket().exchange(-1);
+    const int32_t sock = zep::shared(g_eth_socket).exchange(-1);
     if (sock != -1) {
         (void)zep::eth_unwatch(sock);
         net_socket_close(sock);
@@ -108,7 +100,7 @@ void eth_destroy(void) {
 }
 
 int32_t eth_send(const char *address, uint16_t port, const uint8_t *data, uint32_t length) {
-    const int32_t sock = eth_socket().load();
+    const int32_t sock = zep::shared(g_eth_socket).load();
     if (sock == -1) {
         LOG_ERROR("%s: 发送失败：ETH 套接字未初始化", __func__);
         return NET_ERR_IO;
@@ -130,7 +122,7 @@ int32_t eth_send(const char *address, uint16_t port, const uint8_t *data, uint32
 
 int32_t eth_recv(uint8_t *buffer, uint32_t size, uint32_t *out_length, char *out_address,
                  uint16_t *out_port) {
-    const int32_t sock = eth_socket().load();
+    const int32_t sock = zep::shared(g_eth_socket).load();
     if (sock == -1) {
         LOG_ERROR("%s: 接收失败：ETH 套接字未初始化", __func__);
         return NET_ERR_IO;

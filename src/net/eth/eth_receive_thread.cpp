@@ -4,6 +4,7 @@
 #include <zep_mqtt/net/eth.h>
 #include <zep_mqtt/net/recv_queue.h>
 
+#include "core/shared.h"
 #include "log/log_lines.h"
 #include "net/eth/eth_private.h"
 #include "net/system_socket.h"
@@ -19,7 +20,7 @@ constexpr char NAME[] = "eth_interrupt_thread_proc";
 constinit std::atomic<bool> g_reception_held{false};
 
 int32_t marked_tcp_socket() {
-    return std::atomic_ref<int32_t>(g_tcp_mqtt_sock).load();
+    return zep::shared(g_tcp_mqtt_sock).load();
 }
 
 // What one pass waits for: the watched sockets, in ascending order.
@@ -112,7 +113,7 @@ bool receive_pass() {
 
 uint32_t eth_interrupt_thread_proc(void *) {
     LOG_INFO("%s: ETH 接收中断线程启动（监听动态端口）", NAME);
-    while (std::atomic_ref<uint8_t>(g_thread_running).load() == 1 && receive_pass()) {
+    while (zep::shared(g_thread_running).load() == 1 && receive_pass()) {
     }
     LOG_INFO("%s: ETH 接收中断线程退出", NAME);
     return 0;

@@ -1,9 +1,9 @@
 #include <algorithm>
-#include <atomic>
 
 #include <zep_mqtt/net/eth.h>
 #include <zep_mqtt/net/socket.h>
 
+#include "core/shared.h"
 #include "log/log_lines.h"
 #include "net/eth/eth_private.h"
 #include "net/system_socket.h"
@@ -15,10 +15,6 @@ void *g_sock_set_mutex = nullptr;
 int32_t g_tcp_mqtt_sock = -1;
 
 namespace {
-
-std::atomic_ref<int32_t> mark() {
-    return std::atomic_ref<int32_t>(g_tcp_mqtt_sock);
-}
 
 int32_t *watched_end() {
     return g_eth_socks.socks + g_eth_socks.count;
@@ -34,7 +30,8 @@ void empty_set() {
 
 // Several TCP sockets can live at the same time, and one of them only bears the mark.
 bool is_tcp(int32_t sock) {
-    return sock == mark().load() || zep::socket_kind_of(sock) == zep::socket_kind::stream;
+    return sock == zep::shared(g_tcp_mqtt_sock).load() ||
+           zep::socket_kind_of(sock) == zep::socket_kind::stream;
 }
 
 }  // namespace
@@ -76,7 +73,7 @@ void eth_socket_set_remove(int32_t sock) {
 }
 
 void eth_set_mqtt_tcp_socket(int32_t sock) {
-    mark().store(sock);
+    zep::shared(g_tcp_mqtt_sock).store(sock);
     LOG_INFO("%s: MQTT TCP套接字标记完成，句柄：%d", __func__, sock);
 }
 
@@ -120,7 +117,7 @@ void eth_socket_set_release() {
 
 void eth_close_socket(int32_t sock) {
     int32_t marked = sock;
-    mark().compare_exchange_strong(marked, -1);
+    shared(g_tcp_mqtt_sock).compare_exchange(marked, -1);
     const bool unwatched = eth_unwatch(sock);
     net_socket_close(sock);
     if (unwatched) {

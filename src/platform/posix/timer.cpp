@@ -1,4 +1,3 @@
-#include <atomic>
 #include <cerrno>
 #include <new>
 
@@ -7,9 +6,12 @@
 #include <zep_mqtt/platform/mutex.h>
 #include <zep_mqtt/platform/timer.h>
 
+#include "core/shared.h"
 #include "log/log_lines.h"
 #include "platform/mutex_guard.h"
 #include "platform/posix/system_timer.h"
+
+using zep::shared;
 
 namespace {
 
@@ -26,12 +28,8 @@ zep::system_timer *system_timer_of(const platform_timer *timer) {
 }
 
 // The flags change under the lock; an expiry looks at two of them before it takes the lock.
-std::atomic_ref<uint8_t> shared(uint8_t &flag) {
-    return std::atomic_ref<uint8_t>(flag);
-}
-
 bool is_alive(platform_timer *timer) {
-    return shared(timer->valid) != 0 && shared(timer->destroying) == 0;
+    return shared(timer->valid).load() != 0 && shared(timer->destroying).load() == 0;
 }
 
 // Takes the expiry that is due, and tells whether the function may be called for it.
@@ -40,7 +38,7 @@ bool claim_expiry(platform_timer *timer) {
     if (timer->handle != nullptr) {
         zep::system_timer_take_expiry(system_timer_of(timer));
     }
-    return is_alive(timer) && shared(timer->running) != 0;
+    return is_alive(timer) && shared(timer->running).load() != 0;
 }
 
 void on_expiry(void *owner) {
@@ -85,15 +83,15 @@ bool equip(platform_timer *timer) {
 // first, so that no expiry comes up that would only be refused.
 bool begin_destroy(platform_timer *timer) {
     const zep::mutex_guard guard(timer->lock);
-    if (shared(timer->destroying) != 0) {
+    if (shared(timer->destroying).load() != 0) {
         return false;
     }
-    if (shared(timer->running) != 0) {
+    if (shared(timer->running).load() != 0) {
         zep::system_timer_cancel(system_timer_of(timer));
-        shared(timer->running) = 0;
+        shared(timer->running).store(0);
     }
-    shared(timer->valid) = 0;
-    shared(timer->destroying) = 1;
+    shared(timer->valid).store(0);
+    shared(timer->destroying).store(1);
     return true;
 }
 
@@ -155,7 +153,7 @@ int32_t platform_timer_start_win32(platform_timer *timer) {
         LOG_ERROR("platform_timer_start_win32: 定时器已失效或正在销毁（地址：%p）", address);
         return 0;
     }
-    if (shared(timer->running) != 0) {
+    if (shared(timer->running).load() != 0) {
         LOG_WARN("platform_timer_start_win32: 定时器已运行（地址：%p）", address);
         return 1;
     }
@@ -168,7 +166,7 @@ int32_t platform_timer_start_win32(platform_timer *timer) {
         LOG_ERROR("platform_timer_start_win32: 启动失败（错误码：%d，地址：%p）", error, address);
         return 0;
     }
-    shared(timer->running) = 1;
+    shared(timer->running).store(1);
     LOG_DEBUG("platform_timer_start_win32: 定时器启动成功（地址：%p）", address);
     return 1;
 }
@@ -187,7 +185,7 @@ int32_t platform_timer_stop_win32(platform_timer *timer) {
         LOG_ERROR("platform_timer_stop_win32: 定时器已失效（地址：%p）", address);
         return 0;
     }
-    if (shared(timer->running) == 0) {
+    if (shared(timer->running).load() == 0) {
         return 1;
     }
     const int error = zep::system_timer_cancel(system_timer_of(timer));
@@ -195,7 +193,7 @@ int32_t platform_timer_stop_win32(platform_timer *timer) {
         LOG_ERROR("platform_timer_stop_win32: 停止失败（错误码：%d，地址：%p）", error, address);
         return 0;
     }
-    shared(timer->running) = 0;
+    shared(timer->running).store(0);
     LOG_DEBUG("platform_timer_stop_win32: 定时器已停止（地址：%p）", address);
     return 1;
 }

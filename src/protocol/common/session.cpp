@@ -1,4 +1,3 @@
-#include <atomic>
 #include <cstring>
 #include <mutex>
 
@@ -9,6 +8,7 @@
 #include <zep_mqtt/protocol/v311/wire.h>
 #include <zep_mqtt/topic/subscription_store.h>
 
+#include "core/shared.h"
 #include "log/log_lines.h"
 #include "platform/posix/static_lock.h"
 
@@ -40,7 +40,7 @@ int32_t check_client_id(const char *client_id) {
 // for the outcome; under the lock only memory and the log are used.
 int32_t set_up_store_once() {
     const std::lock_guard guard(g_store_init_lock);
-    const std::atomic_ref<uint8_t> inited(g_sub_ctx_inited);
+    const zep::shared inited(g_sub_ctx_inited);
     if (inited.load(std::memory_order_relaxed) != 0) {
         return MQTT_OK;
     }
@@ -88,7 +88,7 @@ class destroy_run {
     bool accepted() const { return accepted_; }
 
  private:
-    static std::atomic_ref<uint8_t> flag() { return std::atomic_ref<uint8_t>(is_destroying); }
+    static zep::shared<uint8_t> flag() { return zep::shared(is_destroying); }
 
     static bool is_running(const mqtt_session *session) {
         const destroy_run *run = g_runs;
