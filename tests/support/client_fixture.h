@@ -67,6 +67,13 @@ class chart_test : public testing::Test {
     void expect_logs(const std::vector<std::string> &parts, where at = {});
     void forget_log();
 
+    // Takes out what is written since then and is less than a warning.
+    void forget_all_but_warnings();
+
+    // The whole log is compared with the recorded one, but for what is less than a warning while
+    // connect() or TearDown() runs. Not where chance rules which lines come, or how often.
+    bool log_is_recorded = true;
+
     scripted_broker broker;
     const dialect *v;
     callback_recorder callbacks;

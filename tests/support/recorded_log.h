@@ -1,0 +1,19 @@
+// Compares what the library logs in a test with the file that was recorded for it:
+// tests/logs/<suite>.<test>.log, with the version at the end where a test runs for both.
+#pragma once
+
+#include <string>
+
+namespace zep_test {
+
+// Fails the running test with a unified diff when its log differs from the recorded one; a test
+// without a file must not log anything. With ZEP_RENEW_LOGS in the environment the file is written
+// instead. Ports, descriptors and addresses in memory are replaced. Left out are what succeeded of
+// each allocation, which says more about the build than about the client, and the lines of the
+// receive thread, which come when they like.
+void expect_recorded(const std::string &log);
+
+// The lines of a log that warn or are worse.
+std::string warnings_of(const std::string &log);
+
+}  // namespace zep_test
