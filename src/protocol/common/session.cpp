@@ -53,16 +53,16 @@ int32_t set_up_store_once() {
     return MQTT_OK;
 }
 
-// One destroy while it runs. Several may run at once, on different sessions; the lock is held for a
-// few instructions only, never across a release or a log line.
+// Keeps is_destroying at 1 while sessions are being destroyed, of which several may be at once on
+// different threads. It is not accepted when the flag is up and no destroy of the library runs. The
+// lock is held for a few instructions only, never across a release or a log line.
 class destroy_run {
  public:
-    explicit destroy_run(const mqtt_session *session) : session_(session) {
+    destroy_run() {
         const std::lock_guard guard(g_lock);
-        accepted_ = g_runs == nullptr ? flag().load() == 0 : !is_running(session);
+        accepted_ = g_running > 0 || flag().load() == 0;
         if (accepted_) {
-            next_ = g_runs;
-            g_runs = this;
+            ++g_running;
             flag().store(1);
         }
     }
@@ -72,12 +72,7 @@ class destroy_run {
             return;
         }
         const std::lock_guard guard(g_lock);
-        destroy_run **link = &g_runs;
-        while (*link != this) {
-            link = &(*link)->next_;
-        }
-        *link = next_;
-        if (g_runs == nullptr) {
+        if (--g_running == 0) {
             flag().store(0);
         }
     }
@@ -90,19 +85,9 @@ class destroy_run {
  private:
     static zep::shared<uint8_t> flag() { return zep::shared(is_destroying); }
 
-    static bool is_running(const mqtt_session *session) {
-        const destroy_run *run = g_runs;
-        while (run != nullptr && run->session_ != session) {
-            run = run->next_;
-        }
-        return run != nullptr;
-    }
-
     static inline constinit zep::static_lock g_lock;
-    static inline destroy_run *g_runs = nullptr;
+    static inline uint32_t g_running = 0;
 
-    const mqtt_session *session_;
-    destroy_run *next_ = nullptr;
     bool accepted_ = false;
 };
 
@@ -202,7 +187,7 @@ int32_t mqtt_session_destroy(mqtt_session *session) {
         LOG_ERROR("会话销毁参数非法：session=%p", static_cast<const void *>(session));
         return MQTT_ERR_INVALID_PARAM;
     }
-    const destroy_run run(session);
+    const destroy_run run;
     if (!run.accepted()) {
         LOG_WARN("会话正在销毁中，跳过重复调用：session=%p", static_cast<const void *>(session));
         return MQTT_OK;

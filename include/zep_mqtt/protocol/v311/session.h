@@ -116,10 +116,10 @@ ZEP_MQTT_API int32_t mqtt_session_init(mqtt_session *session, const char *client
  * Releases everything that a session owns and clears the record. The subscription store stays.
  *
  * @param session  initialised or cleared; may be initialised again afterwards
- * @retval 0     done; or this very session is being destroyed by another thread: nothing is touched
+ * @retval 0     done; nothing, when is_destroying was set to 1 from outside the library
  * @retval -101  (MQTT_ERR_INVALID_PARAM) session is null
  *
- * Threads: any; different sessions may be destroyed at the same time.
+ * Threads: any, one per session; different sessions may be destroyed at the same time.
  */
 ZEP_MQTT_API int32_t mqtt_session_destroy(mqtt_session *session);
 
