@@ -16,6 +16,7 @@ namespace {
 
 using zep::qos1;
 using zep::qos2;
+using zep::qos_call;
 
 int32_t check_message(uint32_t version, uint32_t qos, const mqtt_message *msg,
                       const mqtt_session *session) {
@@ -37,15 +38,15 @@ int32_t check_message(uint32_t version, uint32_t qos, const mqtt_message *msg,
 
 // A full cache makes room by expiring what matters least.
 template <typename Qos>
-int32_t make_room(mqtt_session &session) {
-    const uint32_t &count = Qos::count(session);
+int32_t make_room(const qos_call &call) {
+    const uint32_t &count = Qos::count(*call.session);
     if (count < Qos::LIMIT) {
         return MQTT_OK;
     }
     LOG_WARN("QoS%d缓存满，尝试清理低优先级超时缓存：当前%d，最大%d", Qos::LEVEL, count,
              Qos::LIMIT);
     const int32_t removed =
-        mqtt_cache_clean_prio_timeout(&session, MQTT_PRIORITY_LOW, MQTT_CACHE_MAKE_ROOM_MS);
+        zep::qos_expire_priority(call, MQTT_PRIORITY_LOW, MQTT_CACHE_MAKE_ROOM_MS);
     if (removed == 0 || count >= Qos::LIMIT) {
         LOG_ERROR("QoS%d缓存满且清理失败：当前%d，最大%d", Qos::LEVEL, count, Qos::LIMIT);
         return MQTT_ERR_CACHE_FULL;
@@ -88,8 +89,8 @@ void begin_exchange(mqtt_qos2_entry &entry) {
 }
 
 template <typename Qos>
-int32_t admit(uint32_t version, const mqtt_message &msg, mqtt_session &session) {
-    const int32_t status = make_room<Qos>(session);
+int32_t add_entry(const qos_call &call, uint32_t version, const mqtt_message &msg) {
+    const int32_t status = make_room<Qos>(call);
     if (status != MQTT_OK) {
         return status;
     }
@@ -97,11 +98,11 @@ int32_t admit(uint32_t version, const mqtt_message &msg, mqtt_session &session) 
     if (entry == nullptr) {
         return MQTT_ERR_NO_MEMORY;
     }
+    mqtt_session &session = *call.session;
     begin_exchange(*entry);
     entry->version = version;
-    entry->send_tick = platform_get_tick_ms();
+    entry->send_tick = call.now;
     entry->priority = msg.priority;
-    entry->admission = ++session.admissions;
     entry->next = Qos::head(session);
     Qos::head(session) = entry;
     ++Qos::count(session);
@@ -110,20 +111,32 @@ int32_t admit(uint32_t version, const mqtt_message &msg, mqtt_session &session) 
 }
 
 template <typename Expired>
-int32_t expire(mqtt_session &session, Expired expired) {
-    const int32_t removed = zep::erase_if<qos1>(session, expired);
-    return removed + zep::erase_if<qos2>(session, expired);
+int32_t expire(const qos_call &call, Expired expired) {
+    const int32_t removed = zep::expire_if<qos1>(call, expired);
+    return removed + zep::expire_if<qos2>(call, expired);
+}
+
+template <typename Entry>
+bool list_holds(const Entry *list, uint16_t msg_id) {
+    while (list != nullptr && list->msg.msg_id != msg_id) {
+        list = list->next;
+    }
+    return list != nullptr;
+}
+
+template <typename Entry>
+void set_version(Entry *list, uint32_t version) {
+    for (; list != nullptr; list = list->next) {
+        list->version = version;
+    }
 }
 
 }  // namespace
 
-int32_t mqtt_dup_check_init(void) {
-    return MQTT_OK;
-}
+namespace zep {
 
-int32_t mqtt_qos_message_process(uint32_t version, uint32_t qos, mqtt_message *msg,
-                                 mqtt_session *session) {
-    const int32_t status = check_message(version, qos, msg, session);
+int32_t qos_admit(const qos_call &call, uint32_t version, uint32_t qos, mqtt_message *msg) {
+    const int32_t status = check_message(version, qos, msg, call.session);
     if (status != MQTT_OK || qos == 0) {
         return status;
     }
@@ -135,26 +148,24 @@ int32_t mqtt_qos_message_process(uint32_t version, uint32_t qos, mqtt_message *m
         msg->priority = MQTT_PRIORITY_NORMAL;
         LOG_DEBUG("消息优先级重置为默认：PacketID=%d，版本：%d", msg->msg_id, version);
     }
-    return qos == 1 ? admit<qos1>(version, *msg, *session) : admit<qos2>(version, *msg, *session);
+    return qos == 1 ? add_entry<qos1>(call, version, *msg) : add_entry<qos2>(call, version, *msg);
 }
 
-int32_t mqtt_cache_clean_timeout(mqtt_session *session) {
-    if (session == nullptr) {
-        LOG_ERROR("缓存清理参数非法：session=%p", static_cast<const void *>(session));
+int32_t qos_expire(const qos_call &call) {
+    if (call.session == nullptr) {
+        LOG_ERROR("缓存清理参数非法：session=%p", static_cast<const void *>(call.session));
         return MQTT_ERR_FAIL;
     }
-    const uint64_t now = platform_get_tick_ms();
-    const int32_t removed = expire(*session, [now](const auto &entry) {
+    const int32_t removed = expire(call, [now = call.now](const auto &entry) {
         return now - entry.send_tick > MQTT_CACHE_TIMEOUT_MS;
     });
-    LOG_DEBUG("缓存超时清理完成：ClientID=%s, 清理数量=%d", session->client_id, removed);
+    LOG_DEBUG("缓存超时清理完成：ClientID=%s, 清理数量=%d", call.session->client_id, removed);
     return removed;
 }
 
-int32_t mqtt_cache_clean_prio_timeout(mqtt_session *session, uint32_t priority,
-                                      uint64_t timeout_ms) {
-    if (session == nullptr) {
-        LOG_ERROR("按优先级清理缓存参数非法：session=%p", static_cast<const void *>(session));
+int32_t qos_expire_priority(const qos_call &call, uint32_t priority, uint64_t timeout_ms) {
+    if (call.session == nullptr) {
+        LOG_ERROR("按优先级清理缓存参数非法：session=%p", static_cast<const void *>(call.session));
         return 0;
     }
     if (priority > MQTT_PRIORITY_HIGH) {
@@ -166,24 +177,13 @@ int32_t mqtt_cache_clean_prio_timeout(mqtt_session *session, uint32_t priority,
         timeout_ms = MQTT_CACHE_TIMEOUT_MS;
         LOG_WARN("按优先级清理缓存：timeout_ms=0，使用默认值%dms", MQTT_CACHE_TIMEOUT_MS);
     }
-    const uint64_t now = platform_get_tick_ms();
-    const int32_t removed = expire(*session, [now, priority, timeout_ms](const auto &entry) {
+    const int32_t removed = expire(call, [now = call.now, priority, timeout_ms](const auto &entry) {
         return entry.priority == priority && now - entry.send_tick > timeout_ms;
     });
-    LOG_DEBUG("按优先级清理缓存完成：ClientID=%s, 优先级=%d, 清理数量=%d", session->client_id,
+    LOG_DEBUG("按优先级清理缓存完成：ClientID=%s, 优先级=%d, 清理数量=%d", call.session->client_id,
               priority, removed);
     return removed;
 }
-
-uint32_t mqtt_calc_exponential_backoff(uint32_t retry_count) {
-    uint32_t wait_ms = MQTT_BACKOFF_FIRST_MS;
-    while (retry_count-- > 0 && wait_ms < MQTT_BACKOFF_MAX_MS) {
-        wait_ms *= 2;
-    }
-    return std::min<uint32_t>(wait_ms, MQTT_BACKOFF_MAX_MS);
-}
-
-namespace zep {
 
 bool qos_message_is_valid(const mqtt_message &msg, uint32_t version) {
     // The validator takes a signed length; a greater one must not turn negative on the way.
@@ -193,41 +193,48 @@ bool qos_message_is_valid(const mqtt_message &msg, uint32_t version) {
                MQTT_OK;
 }
 
-namespace {
-
-template <typename Entry>
-bool list_holds(const Entry *list, uint16_t msg_id) {
-    while (list != nullptr && list->msg.msg_id != msg_id) {
-        list = list->next;
-    }
-    return list != nullptr;
-}
-
-}  // namespace
-
 bool qos_cache_holds(const mqtt_session *session, uint16_t msg_id) {
     return list_holds(session->qos1_cache, msg_id) || list_holds(session->qos2_cache, msg_id);
 }
 
-void qos_cache_withdraw(mqtt_session *session, uint16_t msg_id) {
-    const auto has_id = [msg_id](const auto &entry) { return entry.msg.msg_id == msg_id; };
-    mqtt_qos1_entry **in_qos1 = find_link<qos1>(*session, has_id);
-    mqtt_qos2_entry **in_qos2 = find_link<qos2>(*session, has_id);
-    if (*in_qos1 != nullptr &&
-        (*in_qos2 == nullptr || (*in_qos1)->admission > (*in_qos2)->admission)) {
-        erase<qos1>(*session, in_qos1);
-    } else if (*in_qos2 != nullptr) {
-        erase<qos2>(*session, in_qos2);
+// The newest entry is the first of its list.
+void qos_withdraw_newest(mqtt_session &session, uint32_t qos) {
+    if (qos == 1) {
+        erase<qos1>(session, &session.qos1_cache);
+    } else {
+        erase<qos2>(session, &session.qos2_cache);
     }
 }
 
 void qos_cache_set_version(mqtt_session *session, uint32_t version) {
-    for (mqtt_qos1_entry *entry = session->qos1_cache; entry != nullptr; entry = entry->next) {
-        entry->version = version;
-    }
-    for (mqtt_qos2_entry *entry = session->qos2_cache; entry != nullptr; entry = entry->next) {
-        entry->version = version;
-    }
+    set_version(session->qos1_cache, version);
+    set_version(session->qos2_cache, version);
 }
 
 }  // namespace zep
+
+int32_t mqtt_dup_check_init(void) {
+    return MQTT_OK;
+}
+
+int32_t mqtt_qos_message_process(uint32_t version, uint32_t qos, mqtt_message *msg,
+                                 mqtt_session *session) {
+    return zep::qos_admit({session, platform_get_tick_ms()}, version, qos, msg);
+}
+
+int32_t mqtt_cache_clean_timeout(mqtt_session *session) {
+    return zep::qos_expire({session, platform_get_tick_ms()});
+}
+
+int32_t mqtt_cache_clean_prio_timeout(mqtt_session *session, uint32_t priority,
+                                      uint64_t timeout_ms) {
+    return zep::qos_expire_priority({session, platform_get_tick_ms()}, priority, timeout_ms);
+}
+
+uint32_t mqtt_calc_exponential_backoff(uint32_t retry_count) {
+    uint32_t wait_ms = MQTT_BACKOFF_FIRST_MS;
+    while (retry_count-- > 0 && wait_ms < MQTT_BACKOFF_MAX_MS) {
+        wait_ms *= 2;
+    }
+    return std::min<uint32_t>(wait_ms, MQTT_BACKOFF_MAX_MS);
+}

@@ -1,3 +1,4 @@
+#include <zep_mqtt/platform/clock.h>
 #include <zep_mqtt/qos/qos1.h>
 
 #include "log/log_lines.h"
@@ -29,9 +30,13 @@ int32_t mqtt_qos1_handle_puback(mqtt_session *session, uint16_t msg_id) {
     return zep::complete<zep::qos1>(session, msg_id, [](const mqtt_qos1_entry &) { return true; });
 }
 
-int32_t mqtt_qos1_check_retrans(mqtt_session *session, uint8_t *buf, uint32_t *len, uint8_t force) {
-    if (session == nullptr || buf == nullptr || len == nullptr) {
+int32_t zep::qos1_resend(const qos_call &call, uint8_t *buf, uint32_t *len, bool force) {
+    if (call.session == nullptr || buf == nullptr || len == nullptr) {
         return MQTT_ERR_INVALID_PARAM;
     }
-    return zep::retransmission<qos1_flow>(*session, buf, *len, force != 0).run(len);
+    return retransmission<qos1_flow>(call, buf, *len, force, false).run(len);
+}
+
+int32_t mqtt_qos1_check_retrans(mqtt_session *session, uint8_t *buf, uint32_t *len, uint8_t force) {
+    return zep::qos1_resend({session, platform_get_tick_ms()}, buf, len, force != 0);
 }

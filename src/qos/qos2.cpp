@@ -5,6 +5,7 @@
 //   WAIT_PUBCOMP  PUBREL                 PUBCOMP    the entry and its identifier are released
 //
 // Anything else that arrives matches no entry. Each state has its own retransmissions.
+#include <zep_mqtt/platform/clock.h>
 #include <zep_mqtt/qos/qos2.h>
 
 #include "log/log_lines.h"
@@ -70,27 +71,41 @@ int32_t check_pubrec(const mqtt_session *session, uint16_t msg_id, const uint8_t
 
 }  // namespace
 
-int32_t mqtt_qos2_handle_pubrec(mqtt_session *session, uint16_t msg_id, uint8_t *buf,
-                                uint32_t *len) {
-    int32_t status = check_pubrec(session, msg_id, buf, len);
+namespace zep {
+
+int32_t qos2_handle_pubrec(const qos_call &call, uint16_t msg_id, uint8_t *buf, uint32_t *len) {
+    int32_t status = check_pubrec(call.session, msg_id, buf, len);
     if (status != MQTT_OK) {
         return status;
     }
-    mqtt_qos2_entry *waiting =
-        *zep::find_link<zep::qos2>(*session, [msg_id](const mqtt_qos2_entry &e) {
-            return e.msg.msg_id == msg_id && e.state == WAIT_PUBREC;
-        });
+    mqtt_qos2_entry *waiting = *find_link<qos2>(*call.session, [msg_id](const mqtt_qos2_entry &e) {
+        return e.msg.msg_id == msg_id && e.state == WAIT_PUBREC;
+    });
     if (waiting == nullptr) {
         LOG_ERROR("PUBREC处理失败：未找到MsgID=%d的QoS2缓存（状态=WAIT_PUBREC）", msg_id);
         return MQTT_ERR_CACHE_NOT_FOUND;
     }
-    enter(*waiting, WAIT_PUBCOMP, platform_get_tick_ms());
-    status = zep::encode_pubrel(waiting->version, msg_id, buf, len);
+    enter(*waiting, WAIT_PUBCOMP, call.now);
+    status = encode_pubrel(waiting->version, msg_id, buf, len);
     if (status != MQTT_OK) {
         LOG_ERROR("PUBREL编码失败：版本=%d, MsgID=%d, 错误=%s", waiting->version, msg_id,
                   mqtt_status_text(status));
     }
     return status;
+}
+
+int32_t qos2_resend(const qos_call &call, uint8_t *buf, uint32_t *len, bool buffer_shared) {
+    if (call.session == nullptr || buf == nullptr || len == nullptr) {
+        return MQTT_ERR_INVALID_PARAM;
+    }
+    return retransmission<qos2_flow>(call, buf, *len, false, buffer_shared).run(len);
+}
+
+}  // namespace zep
+
+int32_t mqtt_qos2_handle_pubrec(mqtt_session *session, uint16_t msg_id, uint8_t *buf,
+                                uint32_t *len) {
+    return zep::qos2_handle_pubrec({session, platform_get_tick_ms()}, msg_id, buf, len);
 }
 
 int32_t mqtt_qos2_handle_pubcomp(mqtt_session *session, uint16_t msg_id) {
@@ -99,8 +114,5 @@ int32_t mqtt_qos2_handle_pubcomp(mqtt_session *session, uint16_t msg_id) {
 }
 
 int32_t mqtt_qos2_check_retrans(mqtt_session *session, uint8_t *buf, uint32_t *len) {
-    if (session == nullptr || buf == nullptr || len == nullptr) {
-        return MQTT_ERR_INVALID_PARAM;
-    }
-    return zep::retransmission<qos2_flow>(*session, buf, *len, false).run(len);
+    return zep::qos2_resend({session, platform_get_tick_ms()}, buf, len, false);
 }

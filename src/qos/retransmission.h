@@ -9,7 +9,6 @@
 #pragma once
 
 #include <zep_mqtt/core/status.h>
-#include <zep_mqtt/platform/clock.h>
 
 #include "log/log_lines.h"
 #include "qos/cache_list.h"
@@ -25,8 +24,15 @@ enum class verdict {
 template <typename Flow>
 class retransmission {
  public:
-    retransmission(mqtt_session &session, uint8_t *buf, uint32_t capacity, bool force)
-        : session_(session), buf_(buf), capacity_(capacity), force_(force) {}
+    // force: every message counts as due. buffer_shared: other packets have taken a part of the
+    // buffer already.
+    retransmission(const qos_call &call, uint8_t *buf, uint32_t capacity, bool force,
+                   bool buffer_shared)
+        : call_(call),
+          buf_(buf),
+          capacity_(capacity),
+          force_(force),
+          buffer_shared_(buffer_shared) {}
 
     // The packets stand one behind the other; len is written when there is at least one.
     int32_t run(uint32_t *len) {
@@ -46,7 +52,8 @@ class retransmission {
     void visit_high_priority() {
         entry *found[Flow::LIMIT];
         uint32_t count = 0;
-        for (entry *e = Flow::head(session_); e != nullptr && count < Flow::LIMIT; e = e->next) {
+        for (entry *e = Flow::head(*call_.session); e != nullptr && count < Flow::LIMIT;
+             e = e->next) {
             if (e->priority == MQTT_PRIORITY_HIGH) {
                 found[count++] = e;
             }
@@ -58,7 +65,7 @@ class retransmission {
 
     // Newest first. A visit may end the entry, so its successor is taken before.
     void visit_others() {
-        for (entry *e = Flow::head(session_), *next = nullptr; e != nullptr; e = next) {
+        for (entry *e = Flow::head(*call_.session), *next = nullptr; e != nullptr; e = next) {
             next = e->next;
             if (e->priority != MQTT_PRIORITY_HIGH) {
                 visit(*e, "");
@@ -68,20 +75,20 @@ class retransmission {
 
     // rank: how the log lines of the pass tell it apart.
     void visit(entry &e, const char *rank) {
-        switch (Flow::examine(session_, e, now_, rank)) {
+        switch (Flow::examine(*call_.session, e, call_.now, rank)) {
             case verdict::drop:
-                erase<Flow>(session_, e);
+                lose<Flow>(call_, e, qos_loss::invalid);
                 return;
             case verdict::leave:
                 return;
             case verdict::resend_if_due:
                 break;
         }
-        if (!force_ && now_ - e.send_tick < mqtt_calc_exponential_backoff(e.retry_count)) {
+        if (!force_ && call_.now - e.send_tick < mqtt_calc_exponential_backoff(e.retry_count)) {
             return;
         }
         if (e.retry_count >= MQTT_RETRY_MAX) {
-            erase<Flow>(session_, e);
+            lose<Flow>(call_, e, qos_loss::given_up);
             return;
         }
         resend(e, rank);
@@ -93,8 +100,8 @@ class retransmission {
             return;
         }
         const uint32_t room = capacity_ - used_;
-        if (packets_ > 0 && Flow::room(e) > room) {
-            return;  // stays due: the next check has an empty buffer
+        if ((packets_ > 0 || buffer_shared_) && Flow::room(e) > room) {
+            return;  // stays due: a later check has the whole buffer
         }
         uint32_t length = room;
         const int32_t status = Flow::encode(e, buf_ + used_, &length);
@@ -108,16 +115,16 @@ class retransmission {
             return;
         }
         ++e.retry_count;
-        e.send_tick = now_;
+        e.send_tick = call_.now;
         used_ += length;
         ++packets_;
     }
 
-    mqtt_session &session_;
+    const qos_call &call_;
     uint8_t *const buf_;
     const uint32_t capacity_;
     const bool force_;
-    const uint64_t now_ = platform_get_tick_ms();
+    const bool buffer_shared_;
     uint32_t used_ = 0;
     int32_t packets_ = 0;
 };

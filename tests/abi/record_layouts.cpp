@@ -1,7 +1,11 @@
-// The binary layout of every record in the public headers, on a 64-bit system: a record that an
-// application was compiled with must not move under it. Nothing here runs; it compiles or it does
-// not. Private fields stand behind the listed ones; a record that has some is given no size.
+// The binary layout of every record in the public headers: a record that an application was
+// compiled with must not move under it. Each record is declared here once more, by hand, with
+// nothing of the headers, and compared field by field; the records that hold others hold these.
+// On 64-bit systems the sizes, and the offsets in the client, stand as numbers too. Nothing here
+// runs: it compiles or it does not.
 #include <cstddef>
+#include <cstdint>
+#include <type_traits>
 
 #include <zep_mqtt/client/handle.h>
 #include <zep_mqtt/client/v50.h>
@@ -19,192 +23,278 @@
 #include <zep_mqtt/protocol/v50/user_property.h>
 #include <zep_mqtt/topic/subscription_store.h>
 
-#define AT(field, offset) static_assert(offsetof(record, field) == (offset), #field " has moved")
-#define SIZE(size) static_assert(sizeof(record) == (size), "the size has changed")
-
-static_assert(sizeof(void *) == 8, "these are the layouts of 64-bit systems");
-
 // clang-format off
 
-namespace message { using record = mqtt_message;
-    AT(topic, 0); AT(payload, 8); AT(payload_len, 16); AT(qos, 20); AT(retain, 24); AT(msg_id, 26);
-    AT(priority, 28); AT(message_expiry, 32); SIZE(40);
-}
-namespace log_configuration { using record = log_config;
-    AT(level, 0); AT(targets, 4); AT(max_file_size, 8); AT(max_entries, 12); SIZE(16);
+namespace stated {
+
+using u8 = uint8_t;
+using u16 = uint16_t;
+using u32 = uint32_t;
+using u64 = uint64_t;
+using i32 = int32_t;
+using text = const char *;
+using pointer = void *;
+using function = void (*)();
+
+// Numbers are of the same type; pointers to data and to functions of the same kind; a record or an
+// array of records inside another of the same size, for its fields are compared by themselves.
+template <typename Ours, typename Stated>
+constexpr bool same_kind() {
+    if constexpr (std::is_pointer_v<Stated>) {
+        return std::is_pointer_v<Ours> && std::is_function_v<std::remove_pointer_t<Ours>> ==
+                                          std::is_function_v<std::remove_pointer_t<Stated>>;
+    } else if constexpr (std::is_class_v<std::remove_all_extents_t<Stated>> || std::is_union_v<Stated>) {
+        return sizeof(Ours) == sizeof(Stated) && alignof(Ours) == alignof(Stated);
+    } else {
+        return std::is_same_v<Ours, Stated>;
+    }
 }
 
-// The public interface.
-namespace sdk_config { using record = zep_mqtt_sdk_config;
-    AT(client_id, 0); AT(broker_host, 8); AT(broker_port, 16); AT(clean_start, 18);
-    AT(keep_alive, 20); AT(username, 24); AT(password, 32); AT(crypto_enable, 40);
-    AT(crypto_key, 48); AT(crypto_iv, 56); AT(will_flag, 64); AT(will_topic, 72);
-    AT(will_payload, 80); AT(will_payload_len, 88); AT(will_qos, 92); AT(will_retain, 96);
-    AT(reconnect_interval_ms, 100); AT(reserved6, 104); AT(mqtt_ver, 108); AT(reserved7, 112);
-    AT(session_expiry_interval, 116); AT(v50_max_pkt_size, 120); AT(share_group, 128); SIZE(136);
-}
-namespace sdk_msg { using record = zep_mqtt_sdk_msg;
-    AT(topic, 0); AT(payload, 8); AT(payload_len, 16); AT(qos, 20); AT(retain, 24); AT(ttl, 28);
-    SIZE(32);
-}
-namespace sdk_client { using record = zep_mqtt_sdk_client;
-    AT(app_msg_cb, 0); AT(app_resp_cb, 8); AT(core, 16); AT(connected, 24); AT(cfg, 32);
-}
-namespace broker_resp { using record = mqtt_broker_resp;
-    AT(success, 0); AT(resp_type, 4); AT(result, 8); AT(pkt_id, 12); SIZE(16);
-}
+constexpr bool ON_64_BITS = sizeof(void *) == 8;
 
-// The client.
-namespace client_config { using record = mqtt_client_config;
-    AT(client_id, 0); AT(broker_host, 24); AT(broker_port, 88); AT(mqtt_version, 92);
-    AT(clean_start, 96); AT(reconnect_interval_ms, 100); AT(reserved1, 104); AT(keep_alive, 108);
-    AT(username, 110); AT(password, 175); AT(will_flag, 240); AT(will_topic, 241);
-    AT(will_payload, 305); AT(will_payload_len, 564); AT(will_qos, 568); AT(will_retain, 572);
-    AT(crypto_enable, 573); AT(crypto_key, 574); AT(crypto_iv, 590); AT(topic_alias_max, 606);
-    AT(reserved3, 608); AT(session_expiry_interval, 612); AT(max_packet_size, 616);
-    AT(reserved4, 620); AT(reserved5, 624); SIZE(628);
-}
-namespace client { using record = mqtt_client;
-    AT(config, 0); AT(msg_cb, 632); AT(conn_host, 640); AT(conn_port, 704); AT(net_index, 706);
-    AT(session, 712);
-    constexpr size_t behind_session = 712 + sizeof(mqtt_session);
-    AT(alive, behind_session); AT(state, behind_session + 4);
-    AT(connect_tick_ms, behind_session + 8); AT(crypto_ctx, behind_session + 12);
-    AT(crypto, behind_session + 72); AT(reconnect_count, behind_session + 80);
-    AT(last_activity_ms, behind_session + 84); AT(clean_tick, behind_session + 88);
-    AT(rx_topic, behind_session + 92); AT(tx_buf, behind_session + 157);
-    AT(user_obj, behind_session + 1184); AT(busy, behind_session + 1192);
-    AT(op_type, behind_session + 1196); AT(crypto_out_len, behind_session + 1200);
-    AT(conn_info, behind_session + 1208); AT(resp_cb, behind_session + 1216);
-}
-namespace conn_info { using record = mqtt50_conn_info;
-    AT(reason_code, 0); AT(protocol_version, 4); AT(max_packet_size, 8); AT(session_present, 12);
-    AT(session_expiry, 16); AT(receive_maximum, 20); AT(server_keep_alive, 22);
-    AT(shared_sub_available, 24); AT(retain_available, 25); AT(assigned_client_id, 26);
-    AT(reason_string, 50); SIZE(116);
-}
+}  // namespace stated
+
+#define DECLARE(type, name, ...) type name __VA_ARGS__;
+#define COMPARE(type, name, ...)                                                        \
+    static_assert(offsetof(ours, name) == offsetof(theirs, name), #name " has moved");  \
+    static_assert(stated::same_kind<decltype(ours::name), decltype(theirs::name)>(),    \
+                  #name " has another type");
+
+// RECORD(name, FIELDS, size): size is that on 64-bit systems. A record with a TAIL has private
+// fields behind the stated ones, and nobody holds it inside another.
+#define FIELDS_OF(record, FIELDS)                       \
+    namespace stated { struct record { FIELDS(DECLARE) }; }  \
+    namespace record##_fields {                         \
+    using ours = ::record;                              \
+    using theirs = stated::record;                      \
+    FIELDS(COMPARE)                                     \
+    }
+#define RECORD(record, FIELDS, size)                                                          \
+    FIELDS_OF(record, FIELDS)                                                                 \
+    static_assert(sizeof(::record) == sizeof(stated::record), "another size");                \
+    static_assert(!stated::ON_64_BITS || sizeof(::record) == (size), "not the size written down");
+#define RECORD_WITH_TAIL(record, FIELDS) \
+    FIELDS_OF(record, FIELDS)            \
+    static_assert(sizeof(::record) > sizeof(stated::record), "no private fields left");
+
+#define MESSAGE(F) \
+    F(text, topic) F(pointer, payload) F(u32, payload_len) F(u32, qos) F(u8, retain) F(u16, msg_id) \
+    F(u8, priority) F(u32, message_expiry)
+RECORD(mqtt_message, MESSAGE, 40)
+
+#define LOG_CONFIG(F) F(u32, level) F(u32, targets) F(u32, max_file_size) F(u16, max_entries)
+RECORD(log_config, LOG_CONFIG, 16)
+
+// The basic interface.
+#define SDK_CONFIG(F) \
+    F(text, client_id) F(text, broker_host) F(u16, broker_port) F(u8, clean_start) \
+    F(u32, keep_alive) F(text, username) F(text, password) F(u8, crypto_enable) \
+    F(pointer, crypto_key) F(pointer, crypto_iv) F(u8, will_flag) F(text, will_topic) \
+    F(pointer, will_payload) F(u32, will_payload_len) F(u32, will_qos) F(u8, will_retain) \
+    F(u32, reconnect_interval_ms) F(u32, reserved6) F(u32, mqtt_ver) F(u32, reserved7) \
+    F(u32, session_expiry_interval) F(u32, v50_max_pkt_size) F(text, share_group)
+RECORD(zep_mqtt_sdk_config, SDK_CONFIG, 136)
+
+#define SDK_MSG(F) \
+    F(text, topic) F(pointer, payload) F(u32, payload_len) F(u32, qos) F(u8, retain) F(u32, ttl)
+RECORD(zep_mqtt_sdk_msg, SDK_MSG, 32)
+
+#define SDK_CLIENT(F) \
+    F(function, app_msg_cb) F(function, app_resp_cb) F(pointer, core) F(u8, connected) \
+    F(zep_mqtt_sdk_config, cfg)
+RECORD(zep_mqtt_sdk_client, SDK_CLIENT, 168)
+
+#define BROKER_RESP(F) F(u8, success) F(u32, resp_type) F(i32, result) F(u16, pkt_id)
+RECORD(mqtt_broker_resp, BROKER_RESP, 16)
+
+// The client and what it holds.
+#define CLIENT_CONFIG(F) \
+    F(char, client_id, [24]) F(char, broker_host, [64]) F(u16, broker_port) F(u32, mqtt_version) \
+    F(u8, clean_start) F(u32, reconnect_interval_ms) F(u32, reserved1) F(u16, keep_alive) \
+    F(char, username, [65]) F(char, password, [65]) F(u8, will_flag) F(char, will_topic, [64]) \
+    F(u8, will_payload, [256]) F(u32, will_payload_len) F(u32, will_qos) F(u8, will_retain) \
+    F(u8, crypto_enable) F(u8, crypto_key, [16]) F(u8, crypto_iv, [16]) F(u16, topic_alias_max) \
+    F(u32, reserved3) F(u32, session_expiry_interval) F(u32, max_packet_size) F(u32, reserved4) \
+    F(u32, reserved5)
+RECORD(mqtt_client_config, CLIENT_CONFIG, 628)
+
+#define SESSION(F) \
+    F(char, client_id, [24]) F(u8, clean_start) F(u16, keep_alive) F(u8, will_flag) \
+    F(u32, will_qos) F(u8, will_retain) F(pointer, will_topic) F(pointer, will_payload) \
+    F(u32, will_payload_len) F(pointer, qos1_cache) F(pointer, qos2_cache) F(u16, next_packet_id) \
+    F(u16, id_pool, [32]) F(i32, id_pool_top) F(u8, id_in_use, [129]) F(u32, qos1_count) \
+    F(u32, qos2_count) F(u8, qos2_anomaly_count)
+RECORD(mqtt_session, SESSION, 296)
+
+#define QOS1_ENTRY(F) \
+    F(mqtt_message, msg) F(u64, send_tick) F(u32, retry_count) F(u8, priority) F(pointer, next) \
+    F(u32, version)
+RECORD(mqtt_qos1_entry, QOS1_ENTRY, 72)
+
+#define QOS2_ENTRY(F) \
+    F(mqtt_message, msg) F(u64, send_tick) F(u32, state) F(u32, retry_count) F(u8, priority) \
+    F(pointer, next) F(u32, version)
+RECORD(mqtt_qos2_entry, QOS2_ENTRY, 80)
+
+#define CRYPTO_CONTEXT(F) \
+    F(u8, algorithm) F(u8, key, [32]) F(u32, key_len) F(u8, iv, [16]) F(u8, crc_enable)
+RECORD(crypto_context, CRYPTO_CONTEXT, 60)
+
+#define CLIENT(F) \
+    F(mqtt_client_config, config) F(function, msg_cb) F(char, conn_host, [64]) F(u16, conn_port) \
+    F(u8, net_index) F(mqtt_session, session) F(u8, alive) F(u32, state) F(u32, connect_tick_ms) \
+    F(crypto_context, crypto_ctx) F(pointer, crypto) F(u32, reconnect_count) \
+    F(u32, last_activity_ms) F(u32, clean_tick) F(char, rx_topic, [65]) F(u8, tx_buf, [1024]) \
+    F(pointer, user_obj) F(u32, busy) F(u32, op_type) F(u32, crypto_out_len) \
+    F(pointer, conn_info) F(function, resp_cb)
+RECORD_WITH_TAIL(mqtt_client, CLIENT)
+
+#define AT(field, offset) \
+    static_assert(!stated::ON_64_BITS || offsetof(mqtt_client, field) == (offset), #field " has moved");
+AT(config, 0) AT(msg_cb, 632) AT(conn_host, 640) AT(conn_port, 704) AT(net_index, 706)
+AT(session, 712) AT(alive, 1008) AT(state, 1012) AT(connect_tick_ms, 1016) AT(crypto_ctx, 1020)
+AT(crypto, 1080) AT(reconnect_count, 1088) AT(last_activity_ms, 1092) AT(clean_tick, 1096)
+AT(rx_topic, 1100) AT(tx_buf, 1165) AT(user_obj, 2192) AT(busy, 2200) AT(op_type, 2204)
+AT(crypto_out_len, 2208) AT(conn_info, 2216) AT(resp_cb, 2224)
+
+#define CONN_INFO(F) \
+    F(u8, reason_code) F(u32, protocol_version) F(u32, max_packet_size) F(u8, session_present) \
+    F(u32, session_expiry) F(u16, receive_maximum) F(u16, server_keep_alive) \
+    F(u8, shared_sub_available) F(u8, retain_available) F(char, assigned_client_id, [24]) \
+    F(char, reason_string, [65])
+RECORD(mqtt50_conn_info, CONN_INFO, 116)
 
 // 3.1.1.
-namespace packet { using record = mqtt_packet;
-    AT(type, 0); AT(dup, 4); AT(qos, 8); AT(retain, 12); AT(remaining_len, 16);
-    AT(protocol_version, 20); AT(body, 24); SIZE(112);
-}
-namespace packet_connect { using record = mqtt_packet_connect;
-    AT(client_id, 0); AT(will_flag, 24); AT(will_qos, 28); AT(will_retain, 32); AT(will_topic, 40);
-    AT(will_payload, 48); AT(will_payload_len, 56); AT(keep_alive, 60); AT(has_username, 62);
-    AT(username, 64); AT(has_password, 72); AT(password, 80); SIZE(88);
-}
-namespace packet_connack { using record = mqtt_packet_connack;
-    AT(session_present, 0); AT(return_code, 1); SIZE(2);
-}
-namespace packet_ack { using record = mqtt_packet_ack;
-    AT(msg_id, 0); SIZE(2);
-}
-namespace packet_subscribe { using record = mqtt_packet_subscribe;
-    AT(msg_id, 0); AT(filters, 8); AT(qos_list, 16); AT(filter_count, 24); SIZE(32);
-}
-namespace packet_suback { using record = mqtt_packet_suback;
-    AT(msg_id, 0); AT(return_codes, 8); AT(code_count, 16); SIZE(24);
-}
-namespace packet_unsubscribe { using record = mqtt_packet_unsubscribe;
-    AT(msg_id, 0); AT(filters, 8); AT(filter_count, 16); SIZE(24);
-}
-namespace session { using record = mqtt_session;
-    AT(client_id, 0); AT(clean_start, 24); AT(keep_alive, 26); AT(will_flag, 28); AT(will_qos, 32);
-    AT(will_retain, 36); AT(will_topic, 40); AT(will_payload, 48); AT(will_payload_len, 56);
-    AT(qos1_cache, 64); AT(qos2_cache, 72); AT(next_packet_id, 80); AT(id_pool, 82);
-    AT(id_pool_top, 148); AT(id_in_use, 152); AT(qos1_count, 284); AT(qos2_count, 288);
-    AT(qos2_anomaly_count, 292);
-}
-namespace qos1_entry { using record = mqtt_qos1_entry;
-    AT(msg, 0); AT(send_tick, 40); AT(retry_count, 48); AT(priority, 52); AT(next, 56);
-    AT(version, 64);
-}
-namespace qos2_entry { using record = mqtt_qos2_entry;
-    AT(msg, 0); AT(send_tick, 40); AT(state, 48); AT(retry_count, 52); AT(priority, 56);
-    AT(next, 64); AT(version, 72);
-}
+#define PACKET_CONNECT(F) \
+    F(char, client_id, [24]) F(u8, will_flag) F(u32, will_qos) F(u8, will_retain) \
+    F(text, will_topic) F(pointer, will_payload) F(u32, will_payload_len) F(u16, keep_alive) \
+    F(u8, has_username) F(text, username) F(u8, has_password) F(text, password)
+RECORD(mqtt_packet_connect, PACKET_CONNECT, 88)
+
+#define PACKET_CONNACK(F) F(u8, session_present) F(u8, return_code)
+RECORD(mqtt_packet_connack, PACKET_CONNACK, 2)
+
+#define PACKET_ACK(F) F(u16, msg_id)
+RECORD(mqtt_packet_ack, PACKET_ACK, 2)
+
+#define PACKET_SUBSCRIBE(F) \
+    F(u16, msg_id) F(pointer, filters) F(pointer, qos_list) F(i32, filter_count)
+RECORD(mqtt_packet_subscribe, PACKET_SUBSCRIBE, 32)
+
+#define PACKET_SUBACK(F) F(u16, msg_id) F(pointer, return_codes) F(i32, code_count)
+RECORD(mqtt_packet_suback, PACKET_SUBACK, 24)
+
+#define PACKET_UNSUBSCRIBE(F) F(u16, msg_id) F(pointer, filters) F(i32, filter_count)
+RECORD(mqtt_packet_unsubscribe, PACKET_UNSUBSCRIBE, 24)
+
+namespace stated {
+union packet_body {
+    mqtt_packet_connect connect;
+    mqtt_packet_connack connack;
+    mqtt_message publish;
+    mqtt_packet_ack ack;
+    mqtt_packet_subscribe subscribe;
+    mqtt_packet_suback suback;
+    mqtt_packet_unsubscribe unsubscribe;
+};
+}  // namespace stated
+#define PACKET(F) \
+    F(u32, type) F(u8, dup) F(u32, qos) F(u8, retain) F(u32, remaining_len) \
+    F(u8, protocol_version) F(packet_body, body)
+RECORD(mqtt_packet, PACKET, 112)
+#define VARIANT(name, record)                                                                 \
+    static_assert(std::is_same_v<decltype(decltype(mqtt_packet::body)::name), record>);       \
+    static_assert(offsetof(mqtt_packet, body.name) == offsetof(mqtt_packet, body), #name);
+VARIANT(connect, mqtt_packet_connect) VARIANT(connack, mqtt_packet_connack)
+VARIANT(publish, mqtt_message) VARIANT(ack, mqtt_packet_ack)
+VARIANT(subscribe, mqtt_packet_subscribe) VARIANT(suback, mqtt_packet_suback)
+VARIANT(unsubscribe, mqtt_packet_unsubscribe)
 
 // 5.0.
-namespace message50 { using record = mqtt50_message;
-    AT(topic, 0); AT(payload, 8); AT(payload_len, 16); AT(qos, 20); AT(retain, 24); AT(ttl, 28);
-    AT(ttl_start_ms, 32); AT(user_props, 40); AT(user_prop_count, 48); AT(expired, 52);
-    AT(message_expiry, 56); AT(dup_msg_id, 60); AT(is_dup, 62); SIZE(64);
-}
-namespace user_property { using record = mqtt50_user_property;
-    AT(key, 0); AT(value, 8); AT(next, 16); SIZE(24);
-}
-namespace connect50 { using record = mqtt50_connect;
-    AT(protocol_version, 0); AT(client_id, 1); AT(clean_start, 25); AT(keep_alive, 26);
-    AT(session_expiry, 28); AT(max_packet_size, 32); AT(has_username, 36); AT(username, 40);
-    AT(has_password, 48); AT(password, 56); AT(will_flag, 64); AT(will_topic, 72);
-    AT(will_payload, 80); AT(will_payload_len, 88); AT(will_qos, 92); AT(will_retain, 96);
-    AT(topic_alias_max, 98); SIZE(104);
-}
-namespace property { using record = mqtt50_property;
-    AT(id, 0); AT(value, 1); SIZE(65);
-}
-namespace connack50 { using record = mqtt50_connack;
-    AT(session_present, 0); AT(reason_code, 1); AT(total_len, 4); AT(prop_count, 8); AT(props, 9);
-    AT(remaining_len, 1052); AT(max_packet_size, 1056); AT(session_expiry, 1060);
-    AT(receive_maximum, 1064); AT(assigned_client_id, 1066); AT(server_keep_alive, 1090);
-    AT(reason_string, 1092); AT(user_property, 1156); AT(wildcard_sub_available, 1220);
-    AT(sub_id_available, 1221); AT(shared_sub_available, 1222); AT(retain_available, 1223);
-    AT(topic_alias_max, 1224); SIZE(1228);
-}
-namespace publish50 { using record = mqtt50_publish;
-    AT(topic, 0); AT(qos, 65); AT(retain, 66); AT(msg_id, 68); AT(payload_len, 72); AT(payload, 80);
-    AT(is_dup, 88); AT(message_expiry, 92); SIZE(96);
-}
-namespace ack50 { using record = mqtt50_ack;
-    AT(msg_id, 0); AT(reason_code, 2); SIZE(4);
-}
-namespace subscribe50 { using record = mqtt50_subscribe;
-    AT(msg_id, 0); AT(topic, 2); AT(qos, 68); AT(is_shared, 72); AT(share_group, 73);
-    AT(retain_as_published, 106); AT(no_local, 107); AT(retain_handling, 108); SIZE(112);
-}
-namespace unsubscribe50 { using record = mqtt50_unsubscribe;
-    AT(msg_id, 0); AT(topic, 2); SIZE(68);
-}
-namespace disconnect50 { using record = mqtt50_disconnect;
-    AT(reason_code, 0); AT(session_expiry, 4); SIZE(8);
-}
-namespace suback50 { using record = mqtt50_suback;
-    AT(msg_id, 0); AT(granted_qos, 2); AT(count, 10); AT(reason_codes, 11); SIZE(20);
-}
+#define MESSAGE50(F) \
+    F(text, topic) F(pointer, payload) F(u32, payload_len) F(u32, qos) F(u8, retain) F(u32, ttl) \
+    F(u64, ttl_start_ms) F(pointer, user_props) F(i32, user_prop_count) F(u8, expired) \
+    F(u32, message_expiry) F(u16, dup_msg_id) F(u8, is_dup)
+RECORD(mqtt50_message, MESSAGE50, 64)
 
-// Subscriptions, cipher, network, timers.
-namespace topic_entry { using record = mqtt_topic_entry;
-    AT(topic, 0); AT(qos, 64); AT(in_use, 65); AT(share_group, 66); AT(is_shared, 98); SIZE(99);
-}
-namespace topic_list { using record = mqtt_topic_list;
-    AT(entries, 0); AT(count, 1584); AT(lock, 1592); SIZE(1600);
-}
-namespace cipher { using record = crypto_context;
-    AT(algorithm, 0); AT(key, 1); AT(key_len, 36); AT(iv, 40); AT(crc_enable, 56); SIZE(60);
-}
-namespace adapter_instance { using record = net_adapter_instance;
-    AT(address, 0); AT(port, 64); AT(net_type, 68); AT(index, 72); AT(sock, 76); AT(opened, 80);
-    AT(used, 81); SIZE(84);
-}
-namespace iface { using record = net_iface;
-    AT(type, 0); AT(send, 8); AT(recv, 16); AT(destroy, 24); AT(port, 32); SIZE(40);
-}
-namespace queue { using record = net_recv_queue;
-    AT(head, 0); AT(tail, 8); AT(count, 16); AT(capacity, 20); AT(lock, 24); AT(sem, 32); SIZE(40);
-}
-namespace queue_entry { using record = net_queue_entry;
-    AT(data, 0); AT(len, 1024); AT(src_ip, 1028); AT(src_port, 1044); AT(next, 1048); SIZE(1056);
-}
-namespace socket_set { using record = eth_socket_set;
-    AT(count, 0); AT(socks, 4); SIZE(260);
-}
-namespace timer { using record = platform_timer;
-    AT(handle, 0); AT(cb, 8); AT(running, 16); AT(valid, 17); AT(destroying, 18); AT(period_ms, 20);
-    AT(lock, 24); SIZE(32);
-}
-namespace timer_context { using record = platform_timer_context;
-    AT(func, 0); AT(arg, 8); AT(timer, 16); SIZE(24);
-}
+#define USER_PROPERTY(F) F(text, key) F(text, value) F(pointer, next)
+RECORD(mqtt50_user_property, USER_PROPERTY, 24)
 
-// clang-format on
+#define CONNECT50(F) \
+    F(u8, protocol_version) F(char, client_id, [24]) F(u8, clean_start) F(u16, keep_alive) \
+    F(u32, session_expiry) F(u32, max_packet_size) F(u8, has_username) F(text, username) \
+    F(u8, has_password) F(text, password) F(u8, will_flag) F(text, will_topic) \
+    F(pointer, will_payload) F(u32, will_payload_len) F(u32, will_qos) F(u8, will_retain) \
+    F(u16, topic_alias_max)
+RECORD(mqtt50_connect, CONNECT50, 104)
+
+#define PROPERTY50(F) F(u8, id) F(u8, value, [64])
+RECORD(mqtt50_property, PROPERTY50, 65)
+
+#define CONNACK50(F) \
+    F(u8, session_present) F(u8, reason_code) F(u32, total_len) F(u8, prop_count) \
+    F(mqtt50_property, props, [16]) F(u32, remaining_len) F(u32, max_packet_size) \
+    F(u32, session_expiry) F(u16, receive_maximum) F(char, assigned_client_id, [24]) \
+    F(u16, server_keep_alive) F(char, reason_string, [64]) F(char, user_property, [64]) \
+    F(u8, wildcard_sub_available) F(u8, sub_id_available) F(u8, shared_sub_available) \
+    F(u8, retain_available) F(u16, topic_alias_max)
+RECORD(mqtt50_connack, CONNACK50, 1228)
+
+#define PUBLISH50(F) \
+    F(char, topic, [65]) F(u8, qos) F(u8, retain) F(u16, msg_id) F(u32, payload_len) \
+    F(pointer, payload) F(u8, is_dup) F(u32, message_expiry)
+RECORD(mqtt50_publish, PUBLISH50, 96)
+
+#define ACK50(F) F(u16, msg_id) F(u8, reason_code)
+RECORD(mqtt50_ack, ACK50, 4)
+
+#define SUBSCRIBE50(F) \
+    F(u16, msg_id) F(char, topic, [65]) F(u32, qos) F(u8, is_shared) F(char, share_group, [33]) \
+    F(u8, retain_as_published) F(u8, no_local) F(u8, retain_handling)
+RECORD(mqtt50_subscribe, SUBSCRIBE50, 112)
+
+#define UNSUBSCRIBE50(F) F(u16, msg_id) F(char, topic, [65])
+RECORD(mqtt50_unsubscribe, UNSUBSCRIBE50, 68)
+
+#define DISCONNECT50(F) F(u8, reason_code) F(u32, session_expiry)
+RECORD(mqtt50_disconnect, DISCONNECT50, 8)
+
+#define SUBACK50(F) F(u16, msg_id) F(u8, granted_qos, [8]) F(u8, count) F(u8, reason_codes, [8])
+RECORD(mqtt50_suback, SUBACK50, 20)
+
+// Subscriptions, network, timers.
+#define TOPIC_ENTRY(F) \
+    F(char, topic, [64]) F(u8, qos) F(u8, in_use) F(char, share_group, [32]) F(u8, is_shared)
+RECORD(mqtt_topic_entry, TOPIC_ENTRY, 99)
+
+#define TOPIC_LIST(F) F(mqtt_topic_entry, entries, [16]) F(u8, count) F(pointer, lock)
+RECORD(mqtt_topic_list, TOPIC_LIST, 1600)
+
+#define ADAPTER_INSTANCE(F) \
+    F(char, address, [64]) F(u16, port) F(u32, net_type) F(u8, index) F(i32, sock) F(u8, opened) \
+    F(u8, used)
+RECORD(net_adapter_instance, ADAPTER_INSTANCE, 84)
+
+#define IFACE(F) F(u32, type) F(function, send) F(function, recv) F(function, destroy) F(u16, port)
+RECORD(net_iface, IFACE, 40)
+
+#define QUEUE_ENTRY(F) \
+    F(u8, data, [1024]) F(u32, len) F(char, src_ip, [16]) F(u16, src_port) F(pointer, next)
+RECORD(net_queue_entry, QUEUE_ENTRY, 1056)
+
+#define RECV_QUEUE(F) \
+    F(pointer, head) F(pointer, tail) F(u32, count) F(u32, capacity) F(pointer, lock) F(pointer, sem)
+RECORD(net_recv_queue, RECV_QUEUE, 40)
+
+#define SOCKET_SET(F) F(u32, count) F(i32, socks, [64])
+RECORD(eth_socket_set, SOCKET_SET, 260)
+
+#define TIMER(F) \
+    F(pointer, handle) F(pointer, cb) F(u8, running) F(u8, valid) F(u8, destroying) \
+    F(u32, period_ms) F(pointer, lock)
+RECORD(platform_timer, TIMER, 32)
+
+#define TIMER_CONTEXT(F) F(function, func) F(pointer, arg) F(pointer, timer)
+RECORD(platform_timer_context, TIMER_CONTEXT, 24)
+
+    // clang-format on

@@ -1,4 +1,4 @@
-#include "qos/cache_private.h"
+#include "qos/engine.h"
 #include "qos_fixture.h"
 
 namespace {

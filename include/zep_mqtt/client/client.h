@@ -116,7 +116,8 @@ typedef struct mqtt_client {
     uint8_t received_qos2[8192]; /**< inbound QoS 2 identifiers between PUBLISH and PUBREL, a bit
                                       for each of the 65,536 */
     uint8_t awaited_ack[129];    /**< by identifier: the type of the packet that ends an exchange
-                                      without a cache entry, 0 for none */
+                                      without a cache entry, 0 for none, 255 for an identifier
+                                      that rests until the connection ends */
     uint32_t rx_whole_ms;        /**< tick at which a packet was last handled, or begun */
 } mqtt_client;
 

@@ -5,12 +5,10 @@
 #include <zep_mqtt/client/receive.h>
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/net/adapter.h>
-#include <zep_mqtt/qos/cache.h>
-#include <zep_mqtt/qos/qos1.h>
-#include <zep_mqtt/qos/qos2.h>
 
 #include "client/connection/busy_guard.h"
 #include "client/connection/client_private.h"
+#include "client/outbound/retransmit.h"
 #include "log/log_lines.h"
 
 uint32_t last_reconnect_tick;
@@ -56,30 +54,6 @@ void check_connack_timeout(mqtt_client &client) {
         LOG_ERROR("MQTT_CLIENT: CONNACK等待超时（%dms），连接失败！", CONNACK_TIMEOUT_MS);
         end_connection(client);
     }
-}
-
-void send_retransmissions(const mqtt_client &client, int qos, int32_t count, uint32_t length) {
-    if (count <= 0) {
-        return;
-    }
-    const int32_t sent = send_packet(client, client.tx_buf, length);
-    if (sent != 0) {
-        LOG_ERROR("MQTT_CLIENT: QoS%d重传失败（状态码：%d）", qos, sent);
-    } else {
-        LOG_DEBUG("MQTT_CLIENT: QoS%d重传%d条消息", qos, count);
-    }
-}
-
-void retransmit(mqtt_client &client) {
-    clear_tx_buf(client);
-    uint32_t length = sizeof client.tx_buf;
-    const int32_t qos1 = mqtt_qos1_check_retrans(&client.session, client.tx_buf, &length, 0);
-    send_retransmissions(client, 1, qos1, length);
-
-    // QoS 2 gets the room that QoS 1 used: what does not fit goes out with the next pass.
-    std::memset(client.tx_buf, 0, length);
-    const int32_t qos2 = mqtt_qos2_check_retrans(&client.session, client.tx_buf, &length);
-    send_retransmissions(client, 2, qos2, length);
 }
 
 uint32_t keep_alive_interval_ms(const mqtt_client &client) {
@@ -137,10 +111,7 @@ void clean_caches_sometimes(mqtt_client &client) {
     if (client.clean_tick <= CLEAN_TICK_LIMIT) {
         return;
     }
-    const int32_t removed = mqtt_cache_clean_timeout(&client.session);
-    if (removed > 0) {
-        LOG_DEBUG("MQTT_CLIENT: 清理超时QoS活重传缓存，共%d条", removed);
-    }
+    expire_cached_messages(client);
     client.clean_tick = 0;
 }
 

@@ -4,7 +4,7 @@
 
 #include "client/connection/client_private.h"
 #include "log/log_lines.h"
-#include "qos/cache_private.h"
+#include "qos/engine.h"
 
 using namespace zep;
 

@@ -5,11 +5,14 @@
 #include <zep_mqtt/client/receive.h>
 
 #include "protocol/common/packet_id_private.h"
-#include "qos/cache_private.h"
+#include "qos/engine.h"
 
 namespace zep {
 
 namespace {
+
+// In place of a packet type.
+constexpr uint8_t END_OF_CONNECTION = 0xFF;
 
 bool in_range(const mqtt_client &client, uint16_t id) {
     return id != 0 && id < std::size(client.awaited_ack);
@@ -21,6 +24,10 @@ void await_ack(mqtt_client &client, uint16_t id, uint32_t ack_type) {
     if (in_range(client, id)) {
         client.awaited_ack[id] = static_cast<uint8_t>(ack_type);
     }
+}
+
+void await_end_of_connection(mqtt_client &client, uint16_t id) {
+    await_ack(client, id, END_OF_CONNECTION);
 }
 
 bool is_awaited(const mqtt_client &client, uint16_t id, uint32_t ack_type) {

@@ -4,7 +4,7 @@
 
 #include <zep_mqtt/client/receive.h>
 
-#include "qos/cache_private.h"
+#include "qos/engine.h"
 
 namespace zep {
 
@@ -13,8 +13,8 @@ class packet_id_lease {
     explicit packet_id_lease(mqtt_client &client) : client_(client) {}
 
     ~packet_id_lease() {
-        if (cached_) {
-            qos_cache_withdraw(&client_.session, id_);
+        if (admitted_qos_ != 0) {
+            qos_withdraw_newest(client_.session, admitted_qos_);
         } else {
             mqtt_client_free_pkt_id(&client_, id_);
         }
@@ -26,13 +26,14 @@ class packet_id_lease {
     // Takes over an identifier; 0 for none.
     void hold(uint16_t id) { id_ = id; }
 
-    // From now on a cache entry stands behind the identifier.
-    void entry_admitted() { cached_ = true; }
+    // The message with this identifier has just entered the cache of its QoS, 1 or 2. Nothing else
+    // may enter that cache while the lease lasts.
+    void entry_admitted(uint32_t qos) { admitted_qos_ = qos; }
 
     // The packet is on its way: the exchange holds the identifier.
     void keep() {
         id_ = 0;
-        cached_ = false;
+        admitted_qos_ = 0;
     }
 
     uint16_t id() const { return id_; }
@@ -40,7 +41,7 @@ class packet_id_lease {
  private:
     mqtt_client &client_;
     uint16_t id_ = 0;
-    bool cached_ = false;
+    uint32_t admitted_qos_ = 0;
 };
 
 }  // namespace zep

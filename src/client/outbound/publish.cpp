@@ -2,11 +2,11 @@
 #include <zep_mqtt/client/operations.h>
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/platform/text.h>
-#include <zep_mqtt/qos/cache.h>
 
 #include "client/connection/busy_guard.h"
 #include "client/connection/client_private.h"
 #include "client/outbound/packet_id_lease.h"
+#include "client/outbound/retransmit.h"
 #include "log/log_lines.h"
 
 using namespace zep;
@@ -78,13 +78,12 @@ int32_t admit(mqtt_client &client, mqtt_message &msg, packet_id_lease &lease) {
     if (msg.qos == 0) {
         return MQTT_OK;
     }
-    const int32_t status =
-        mqtt_qos_message_process(version_in_use(client), msg.qos, &msg, &client.session);
+    const int32_t status = qos_admit(call_engine(client), version_in_use(client), msg.qos, &msg);
     if (status != MQTT_OK) {
         LOG_WARN("MQTT_CLIENT: QoS消息处理失败（%s）", mqtt_status_text(status));
         return status;
     }
-    lease.entry_admitted();
+    lease.entry_admitted(msg.qos);
     return MQTT_OK;
 }
 

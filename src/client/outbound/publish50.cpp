@@ -6,12 +6,12 @@
 #include <zep_mqtt/platform/text.h>
 #include <zep_mqtt/protocol/v311/packet_id.h>
 #include <zep_mqtt/protocol/v50/publish.h>
-#include <zep_mqtt/qos/cache.h>
 
 #include "client/connection/busy_guard.h"
 #include "client/connection/client_private.h"
 #include "client/outbound/awaited_ack.h"
 #include "client/outbound/packet_id_lease.h"
+#include "client/outbound/retransmit.h"
 #include "log/log_lines.h"
 #include "protocol/common/packet_id_private.h"
 
@@ -137,8 +137,6 @@ void track_exchange(mqtt_client &client, const mqtt50_publish &packet) {
     if (packet.qos == 0) {
         return;
     }
-    packet_id_claim(&client.session, packet.msg_id);
-    await_ack(client, packet.msg_id, 0);
     mqtt_message sent = {};
     sent.topic = packet.topic;
     sent.payload = packet.payload;
@@ -146,9 +144,12 @@ void track_exchange(mqtt_client &client, const mqtt50_publish &packet) {
     sent.qos = packet.qos;
     sent.retain = packet.retain;
     sent.msg_id = packet.msg_id;
-    if (mqtt_qos_message_process(MQTT_VERSION_50, sent.qos, &sent, &client.session) != MQTT_OK) {
-        await_ack(client, packet.msg_id, packet.qos == 1 ? MQTT_PACKET_PUBACK : MQTT_PACKET_PUBREC);
-    }
+    const bool cached = qos_admit(call_engine(client), MQTT_VERSION_50, sent.qos, &sent) == MQTT_OK;
+    // Claimed only now: the room for a message that is sent again may have come from its first
+    // entry, which gave the identifier back.
+    packet_id_claim(&client.session, packet.msg_id);
+    const uint32_t ack_type = packet.qos == 1 ? MQTT_PACKET_PUBACK : MQTT_PACKET_PUBREC;
+    await_ack(client, packet.msg_id, cached ? 0 : ack_type);
 }
 
 int32_t publish(mqtt_client &client, const mqtt50_message &msg) {

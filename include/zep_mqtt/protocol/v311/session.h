@@ -2,8 +2,9 @@
  * @file
  * The protocol state that a client keeps for its connection.
  *
- * The record is embedded in the client record and is used by one thread at a time, the one that
- * drives the client. It outlives connections: a reconnect keeps caches and packet identifiers.
+ * The record is embedded in the client record, so it has no private fields. It is used by one
+ * thread at a time, the one that drives the client. It outlives connections: a reconnect keeps
+ * caches and packet identifiers.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V311_SESSION_H
 #define ZEP_MQTT_PROTOCOL_V311_SESSION_H
@@ -36,8 +37,6 @@ typedef struct mqtt_qos1_entry {
     uint8_t priority;     /**< MQTT_PRIORITY_* */
     struct mqtt_qos1_entry *next;
     uint32_t version; /**< protocol version of its packets: 4 or 5 */
-
-    uint64_t admission; /**< private: number of this admission within the session */
 } mqtt_qos1_entry;
 
 /** One outbound QoS 2 message that waits for its PUBREC or PUBCOMP. Owned by its session. */
@@ -49,8 +48,6 @@ typedef struct mqtt_qos2_entry {
     uint8_t priority;     /**< MQTT_PRIORITY_* */
     struct mqtt_qos2_entry *next;
     uint32_t version; /**< protocol version of its packets: 4 or 5 */
-
-    uint64_t admission; /**< private: number of this admission within the session */
 } mqtt_qos2_entry;
 
 /**
@@ -81,8 +78,6 @@ typedef struct mqtt_session {
     uint32_t qos1_count;        /**< entries in qos1_cache, at most 100 */
     uint32_t qos2_count;        /**< entries in qos2_cache, at most 50 */
     uint8_t qos2_anomaly_count; /**< QoS 2 entries found in an invalid state; wraps at 256 */
-
-    uint64_t admissions; /**< private: messages admitted to either cache so far */
 } mqtt_session;
 
 /**
