@@ -5,7 +5,7 @@
 
 #include "client/connection/busy_guard.h"
 #include "client/connection/client_private.h"
-#include "client/outbound/packet_id_lease.h"
+#include "client/outbound/exchange.h"
 #include "client/outbound/retransmit.h"
 #include "log/log_lines.h"
 
@@ -36,45 +36,45 @@ int32_t check_arguments(const mqtt_client &client, const mqtt_message *msg) {
     return MQTT_OK;
 }
 
-int32_t take_packet_id(mqtt_client &client, mqtt_message &msg, packet_id_lease &lease) {
-    msg.msg_id = 0;
-    if (msg.qos == 0) {
-        return MQTT_OK;
-    }
-    const int32_t status = mqtt_client_alloc_pkt_id(&client, &msg.msg_id);
+constexpr failure_lines PUBLISH_LINES = {
+    [](int32_t status) {
+        LOG_ERROR("MQTT_CLIENT: 发布报文编码失败（%s）", mqtt_status_text(status));
+    },
+    [](int32_t status) { LOG_ERROR("MQTT_CLIENT: 发送发布报文失败（状态码：%d）", status); },
+};
+
+int32_t take_packet_id(mqtt_message &msg, packet_id_lease &lease) {
+    const int32_t status = msg.qos == 0 ? MQTT_OK : lease.take311();
     if (status != MQTT_OK) {
         LOG_ERROR("MQTT_CLIENT: 申请Packet ID失败（%s）", mqtt_status_text(status));
-        return status;
     }
-    lease.hold(msg.msg_id);
-    return MQTT_OK;
+    msg.msg_id = lease.id();
+    return status;
 }
 
 // Puts the ciphertext into tx_buf and lets the message point to it. Without the cipher, and for a
 // payload that it does not take, the message stays as it is.
-int32_t encrypt_payload(mqtt_client &client, mqtt_message &msg) {
+int32_t protect_payload(mqtt_client &client, mqtt_message &msg) {
     clear_tx_buf(client);
     if (!cipher_is_on(client) || msg.payload == nullptr || msg.payload_len == 0 ||
         msg.payload_len > PAYLOAD_MAX) {
         return MQTT_OK;
     }
-    client.crypto_out_len = PAYLOAD_MAX;
-    const int32_t result = crypto_encrypt(client.crypto, msg.payload, msg.payload_len,
-                                          client.tx_buf, &client.crypto_out_len);
-    if (result != 0 || client.crypto_out_len == 0 || client.crypto_out_len > PAYLOAD_MAX) {
-        LOG_ERROR("MQTT_CLIENT: Payload加密失败/长度异常 (状态:%d, 加密后长度:%d)", result,
-                  client.crypto_out_len);
+    uint32_t length = 0;
+    const int32_t result =
+        encrypt_payload(client, msg.payload, msg.payload_len, client.tx_buf, &length);
+    if (result != 0 || length == 0 || length > PAYLOAD_MAX) {
+        LOG_ERROR("MQTT_CLIENT: Payload加密失败/长度异常 (状态:%d, 加密后长度:%d)", result, length);
         return MQTT_ERR_CRYPTO;
     }
-    LOG_DEBUG("MQTT_CLIENT: Payload加密成功，原始长度:%d，加密后:%d", msg.payload_len,
-              client.crypto_out_len);
+    LOG_DEBUG("MQTT_CLIENT: Payload加密成功，原始长度:%d，加密后:%d", msg.payload_len, length);
     msg.payload = client.tx_buf;
-    msg.payload_len = client.crypto_out_len;
+    msg.payload_len = length;
     return MQTT_OK;
 }
 
 // The cache gets the payload as it goes out, so that a retransmission never carries plain text.
-int32_t admit(mqtt_client &client, mqtt_message &msg, packet_id_lease &lease) {
+int32_t keep_until_acknowledged(mqtt_client &client, mqtt_message &msg, packet_id_lease &lease) {
     if (msg.qos == 0) {
         return MQTT_OK;
     }
@@ -93,31 +93,19 @@ int32_t send_publish(mqtt_client &client, const mqtt_message &msg) {
     packet.qos = msg.qos;
     packet.retain = msg.retain;
     packet.body.publish = msg;
-    uint8_t buffer[PACKET_MAX] = {};
-    uint32_t length = sizeof buffer;
-    const int32_t status = mqtt_client_encode_packet(&client, &packet, buffer, &length);
-    if (status != MQTT_OK) {
-        LOG_ERROR("MQTT_CLIENT: 发布报文编码失败（%s）", mqtt_status_text(status));
-        return status;
-    }
-    const int32_t sent = send_packet(client, buffer, length);
-    if (sent != 0) {
-        LOG_ERROR("MQTT_CLIENT: 发送发布报文失败（状态码：%d）", sent);
-        return MQTT_ERR_INTERNAL;
-    }
-    return MQTT_OK;
+    return send311(client, PUBLISH_LINES, packet);
 }
 
 int32_t publish(mqtt_client &client, mqtt_message &msg) {
     packet_id_lease lease(client);
-    int32_t status = take_packet_id(client, msg, lease);
+    int32_t status = take_packet_id(msg, lease);
     if (status != MQTT_OK) {
         return status;
     }
     mqtt_message outbound = msg;
-    status = encrypt_payload(client, outbound);
+    status = protect_payload(client, outbound);
     if (status == MQTT_OK) {
-        status = admit(client, outbound, lease);
+        status = keep_until_acknowledged(client, outbound, lease);
     }
     if (status == MQTT_OK) {
         status = send_publish(client, outbound);

@@ -4,13 +4,11 @@
 #include <zep_mqtt/client/v50.h>
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/platform/text.h>
-#include <zep_mqtt/protocol/v311/packet_id.h>
 #include <zep_mqtt/protocol/v50/publish.h>
 
 #include "client/connection/busy_guard.h"
 #include "client/connection/client_private.h"
-#include "client/outbound/awaited_ack.h"
-#include "client/outbound/packet_id_lease.h"
+#include "client/outbound/exchange.h"
 #include "client/outbound/retransmit.h"
 #include "log/log_lines.h"
 #include "protocol/common/packet_id_private.h"
@@ -47,9 +45,13 @@ int32_t check_message(const mqtt50_message &msg) {
     return MQTT_OK;
 }
 
+constexpr failure_lines PUBLISH50_LINES = {
+    [](int32_t status) { LOG_ERROR("MQTT_CLIENT50: publish encode failed err=%d", status); },
+    [](int32_t) { LOG_ERROR("MQTT_CLIENT50: net send failed"); },
+};
+
 // The identifier to send under; the lease holds it when it was taken from the pool.
-int32_t choose_packet_id(mqtt_client &client, const mqtt50_message &msg, packet_id_lease &lease,
-                         uint16_t *id) {
+int32_t choose_packet_id(const mqtt50_message &msg, packet_id_lease &lease, uint16_t *id) {
     *id = 0;
     if (msg.qos == 0) {
         return MQTT_OK;
@@ -59,12 +61,12 @@ int32_t choose_packet_id(mqtt_client &client, const mqtt50_message &msg, packet_
         LOG_DEBUG("MQTT_CLIENT50: publish50 use dup msg id=%u", *id);
         return MQTT_OK;
     }
-    const int32_t status = mqtt_packet_id_alloc(&client.session, id);
+    const int32_t status = lease.take();
     if (status != MQTT_OK) {
         LOG_ERROR("MQTT_CLIENT50: publish50 fail, alloc msg id err=%d", status);
         return status;
     }
-    lease.hold(*id);
+    *id = lease.id();
     LOG_DEBUG("MQTT_CLIENT50: publish50 alloc msg id success, id=%u", *id);
     return MQTT_OK;
 }
@@ -82,7 +84,7 @@ void dump_input(const mqtt_client &client, const mqtt50_message &msg) {
 }
 
 // Fills the packet's payload: as given, or encrypted into the buffer.
-int32_t take_payload(mqtt_client &client, const mqtt50_message &msg, uint8_t (&buffer)[PAYLOAD_MAX],
+int32_t fill_payload(mqtt_client &client, const mqtt50_message &msg, uint8_t (&buffer)[PAYLOAD_MAX],
                      mqtt50_publish &packet) {
     packet.payload = msg.payload;
     packet.payload_len = msg.payload_len;
@@ -93,13 +95,10 @@ int32_t take_payload(mqtt_client &client, const mqtt50_message &msg, uint8_t (&b
     if (!cipher_is_on(client)) {
         return MQTT_OK;
     }
-    client.crypto_out_len = sizeof buffer;
-    if (crypto_encrypt(client.crypto, msg.payload, msg.payload_len, buffer,
-                       &client.crypto_out_len) != 0) {
+    if (encrypt_payload(client, msg.payload, msg.payload_len, buffer, &packet.payload_len) != 0) {
         return MQTT_ERR_CRYPTO;
     }
     packet.payload = buffer;
-    packet.payload_len = client.crypto_out_len;
     LOG_DEBUG("MQTT_CLIENT50: encrypt success! enc_len=%d", packet.payload_len);
     dump_start("MQTT_CLIENT50 [enc payload]", packet.payload, packet.payload_len);
     return MQTT_OK;
@@ -116,24 +115,9 @@ void fill_header(const mqtt50_message &msg, uint16_t id, mqtt50_publish &packet)
               packet.qos, packet.payload_len);
 }
 
-int32_t send_publish(mqtt_client &client, const mqtt50_publish &packet) {
-    clear_tx_buf(client);
-    uint32_t length = sizeof client.tx_buf;
-    const int32_t status = mqtt50_publish_encode(&packet, client.tx_buf, &length);
-    if (status != MQTT_OK) {
-        LOG_ERROR("MQTT_CLIENT50: publish encode failed err=%d", status);
-        return status;
-    }
-    if (send_packet(client, client.tx_buf, length) != 0) {
-        LOG_ERROR("MQTT_CLIENT50: net send failed");
-        return MQTT_ERR_INTERNAL;
-    }
-    return MQTT_OK;
-}
-
 // The packet is out. Its payload as sent goes into the cache; when the cache does not take it, the
 // acknowledgement still brings its identifier back.
-void track_exchange(mqtt_client &client, const mqtt50_publish &packet) {
+void keep_until_acknowledged(mqtt_client &client, const mqtt50_publish &packet) {
     if (packet.qos == 0) {
         return;
     }
@@ -155,24 +139,24 @@ void track_exchange(mqtt_client &client, const mqtt50_publish &packet) {
 int32_t publish(mqtt_client &client, const mqtt50_message &msg) {
     packet_id_lease lease(client);
     uint16_t id = 0;
-    int32_t status = choose_packet_id(client, msg, lease, &id);
+    int32_t status = choose_packet_id(msg, lease, &id);
     if (status != MQTT_OK) {
         return status;
     }
     dump_input(client, msg);
     mqtt50_publish packet = {};
     uint8_t encrypted[PAYLOAD_MAX];
-    status = take_payload(client, msg, encrypted, packet);
+    status = fill_payload(client, msg, encrypted, packet);
     if (status != MQTT_OK) {
         return status;
     }
     fill_header(msg, id, packet);
-    status = send_publish(client, packet);
+    status = send50(client, PUBLISH50_LINES, mqtt50_publish_encode, packet);
     if (status != MQTT_OK) {
         return status;
     }
     lease.keep();
-    track_exchange(client, packet);
+    keep_until_acknowledged(client, packet);
     LOG_INFO("MQTT_CLIENT50: publish50 success! topic=%s", msg.topic);
     return MQTT_OK;
 }

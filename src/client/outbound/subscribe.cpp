@@ -6,8 +6,7 @@
 
 #include "client/connection/busy_guard.h"
 #include "client/connection/client_private.h"
-#include "client/outbound/awaited_ack.h"
-#include "client/outbound/packet_id_lease.h"
+#include "client/outbound/exchange.h"
 #include "log/log_lines.h"
 
 using namespace zep;
@@ -36,6 +35,11 @@ int32_t check_arguments(const mqtt_client &client, const char *topic, uint32_t q
     return MQTT_OK;
 }
 
+constexpr failure_lines SUBSCRIBE_LINES = {
+    nullptr,
+    [](int32_t status) { LOG_ERROR("MQTT_CLIENT: 发送订阅报文失败（状态码：%d）", status); },
+};
+
 int32_t send_subscribe(mqtt_client &client, uint16_t id, const char *topic, uint32_t qos) {
     mqtt_packet packet = {};
     packet.type = MQTT_PACKET_SUBSCRIBE;
@@ -44,34 +48,21 @@ int32_t send_subscribe(mqtt_client &client, uint16_t id, const char *topic, uint
     packet.body.subscribe.filters = &topic;
     packet.body.subscribe.qos_list = &qos;
     packet.body.subscribe.filter_count = 1;
-    uint8_t buffer[PACKET_MAX] = {};
-    uint32_t length = sizeof buffer;
-    const int32_t status = mqtt_client_encode_packet(&client, &packet, buffer, &length);
-    if (status != MQTT_OK) {
-        return status;
-    }
-    const int32_t sent = send_packet(client, buffer, length);
-    if (sent != 0) {
-        LOG_ERROR("MQTT_CLIENT: 发送订阅报文失败（状态码：%d）", sent);
-        return MQTT_ERR_INTERNAL;
-    }
-    await_ack(client, id, MQTT_PACKET_SUBACK);
-    return MQTT_OK;
+    return send311(client, SUBSCRIBE_LINES, packet);
 }
 
 int32_t subscribe(mqtt_client &client, const char *topic, uint32_t qos) {
     packet_id_lease lease(client);
-    uint16_t id = 0;
-    int32_t status = mqtt_client_alloc_pkt_id(&client, &id);
+    int32_t status = lease.take311();
     if (status != MQTT_OK) {
         return status;
     }
-    lease.hold(id);
+    const uint16_t id = lease.id();
     status = send_subscribe(client, id, topic, qos);
     if (status != MQTT_OK) {
         return status;
     }
-    lease.keep();
+    lease.keep_until(MQTT_PACKET_SUBACK);
     status = mqtt_subscribe_add(&client.session, topic, qos);
     if (status != MQTT_OK) {
         LOG_WARN("MQTT_CLIENT: 本地订阅保存失败（%s）", mqtt_status_text(status));

@@ -2,15 +2,13 @@
 #include <zep_mqtt/client/v50.h>
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/platform/text.h>
-#include <zep_mqtt/protocol/v311/packet_id.h>
 #include <zep_mqtt/protocol/v50/subscribe.h>
 #include <zep_mqtt/protocol/v50/unsubscribe.h>
 #include <zep_mqtt/topic/subscription_store.h>
 
 #include "client/connection/busy_guard.h"
 #include "client/connection/client_private.h"
-#include "client/outbound/awaited_ack.h"
-#include "client/outbound/packet_id_lease.h"
+#include "client/outbound/exchange.h"
 #include "log/log_lines.h"
 
 using namespace zep;
@@ -30,43 +28,64 @@ int32_t copy_whole(char (&field)[Size], const char *text, const char *name) {
     return MQTT_OK;
 }
 
-int32_t fill_subscribe(mqtt50_subscribe &subscribe, const char *topic, uint32_t qos,
-                       const char *share_group) {
-    subscribe.qos = qos;
+int32_t fill(mqtt50_subscribe &packet, const char *topic, uint32_t qos, const char *share_group) {
+    packet.qos = qos;
     if (share_group != nullptr && share_group[0] != '\0') {
-        subscribe.is_shared = 1;
-        const int32_t status = copy_whole(subscribe.share_group, share_group, "共享组名");
+        packet.is_shared = 1;
+        const int32_t status = copy_whole(packet.share_group, share_group, "共享组名");
         if (status != MQTT_OK) {
             return status;
         }
     }
-    return copy_whole(subscribe.topic, topic, "订阅过滤器");
+    return copy_whole(packet.topic, topic, "订阅过滤器");
 }
 
-// Encodes with encode(id, length), sends, and leaves the identifier to the acknowledgement.
-template <typename Encode>
-int32_t send_with_id(mqtt_client &client, uint32_t ack_type, const char *no_id_text,
-                     const Encode &encode) {
-    clear_tx_buf(client);
+int32_t fill(mqtt50_unsubscribe &packet, const char *topic) {
+    return copy_whole(packet.topic, topic, "取消订阅过滤器");
+}
+
+int32_t take_packet_id(packet_id_lease &lease, const char *failed_operation) {
+    const int32_t status = lease.take();
+    if (status != MQTT_OK) {
+        LOG_ERROR("MQTT_CLIENT50: %s，申请Packet ID错误:%d", failed_operation, status);
+    }
+    return status;
+}
+
+int32_t subscribe50(mqtt_client &client, const char *topic, uint32_t qos, const char *share_group) {
     packet_id_lease lease(client);
-    uint16_t id = 0;
-    int32_t status = mqtt_packet_id_alloc(&client.session, &id);
-    if (status != MQTT_OK) {
-        LOG_ERROR("MQTT_CLIENT50: %s，申请Packet ID错误:%d", no_id_text, status);
-        return status;
+    int32_t status = take_packet_id(lease, "订阅失败");
+    mqtt50_subscribe packet = {};
+    packet.msg_id = lease.id();
+    if (status == MQTT_OK) {
+        status = fill(packet, topic, qos, share_group);
     }
-    lease.hold(id);
-    uint32_t length = sizeof client.tx_buf;
-    status = encode(id, &length);
-    if (status != MQTT_OK) {
-        return status;
+    if (status == MQTT_OK) {
+        status = send50(client, {}, mqtt50_subscribe_encode, packet);
     }
-    if (send_packet(client, client.tx_buf, length) != 0) {
-        return MQTT_ERR_INTERNAL;
+    if (status == MQTT_OK) {
+        lease.keep_until(MQTT_PACKET_SUBACK);
+        (void)mqtt_subscribe_add(&client.session, topic, qos);
     }
-    lease.keep();
-    await_ack(client, id, ack_type);
-    return MQTT_OK;
+    return status;
+}
+
+int32_t unsubscribe50(mqtt_client &client, const char *topic) {
+    packet_id_lease lease(client);
+    int32_t status = take_packet_id(lease, "取消订阅失败");
+    mqtt50_unsubscribe packet = {};
+    packet.msg_id = lease.id();
+    if (status == MQTT_OK) {
+        status = fill(packet, topic);
+    }
+    if (status == MQTT_OK) {
+        status = send50(client, {}, mqtt50_unsubscribe_encode, packet);
+    }
+    if (status == MQTT_OK) {
+        lease.keep_until(MQTT_PACKET_UNSUBACK);
+        (void)mqtt_subscribe_remove(&client.session, topic);
+    }
+    return status;
 }
 
 }  // namespace
@@ -77,21 +96,7 @@ int32_t mqtt_client_subscribe50(mqtt_client *client, const char *topic, uint32_t
         return MQTT_ERR_INTERNAL;
     }
     const busy_guard guard(*client, MQTT_CLIENT_OP_SUBSCRIBE);
-    if (!guard.taken()) {
-        return MQTT_ERR_INTERNAL;
-    }
-    const auto encode = [=](uint16_t id, uint32_t *length) {
-        mqtt50_subscribe subscribe = {};
-        subscribe.msg_id = id;
-        const int32_t status = fill_subscribe(subscribe, topic, qos, share_group);
-        return status == MQTT_OK ? mqtt50_subscribe_encode(&subscribe, client->tx_buf, length)
-                                 : status;
-    };
-    const int32_t status = send_with_id(*client, MQTT_PACKET_SUBACK, "订阅失败", encode);
-    if (status == MQTT_OK) {
-        (void)mqtt_subscribe_add(&client->session, topic, qos);
-    }
-    return status;
+    return guard.taken() ? subscribe50(*client, topic, qos, share_group) : MQTT_ERR_INTERNAL;
 }
 
 int32_t mqtt_client_unsubscribe50(mqtt_client *client, const char *topic) {
@@ -99,21 +104,7 @@ int32_t mqtt_client_unsubscribe50(mqtt_client *client, const char *topic) {
         return MQTT_ERR_INTERNAL;
     }
     const busy_guard guard(*client, MQTT_CLIENT_OP_SUBSCRIBE);
-    if (!guard.taken()) {
-        return MQTT_ERR_INTERNAL;
-    }
-    const auto encode = [=](uint16_t id, uint32_t *length) {
-        mqtt50_unsubscribe unsubscribe = {};
-        unsubscribe.msg_id = id;
-        const int32_t status = copy_whole(unsubscribe.topic, topic, "取消订阅过滤器");
-        return status == MQTT_OK ? mqtt50_unsubscribe_encode(&unsubscribe, client->tx_buf, length)
-                                 : status;
-    };
-    const int32_t status = send_with_id(*client, MQTT_PACKET_UNSUBACK, "取消订阅失败", encode);
-    if (status == MQTT_OK) {
-        (void)mqtt_subscribe_remove(&client->session, topic);
-    }
-    return status;
+    return guard.taken() ? unsubscribe50(*client, topic) : MQTT_ERR_INTERNAL;
 }
 
 int32_t mqtt50_unsubscribe_packet_encode(mqtt_client *client, const char *topic, uint8_t *buf,
@@ -124,24 +115,21 @@ int32_t mqtt50_unsubscribe_packet_encode(mqtt_client *client, const char *topic,
         return MQTT_ERR_INVALID_PARAM;
     }
     packet_id_lease lease(*client);
-    mqtt50_unsubscribe unsubscribe = {};
-    int32_t status = mqtt_packet_id_alloc(&client->session, &unsubscribe.msg_id);
+    int32_t status = take_packet_id(lease, "取消订阅编码失败");
     if (status != MQTT_OK) {
-        LOG_ERROR("MQTT_CLIENT50: 取消订阅编码失败，申请Packet ID错误:%d", status);
         return status;
     }
-    lease.hold(unsubscribe.msg_id);
-    status = copy_whole(unsubscribe.topic, topic, "取消订阅过滤器");
+    mqtt50_unsubscribe packet = {};
+    packet.msg_id = lease.id();
+    status = fill(packet, topic);
     if (status == MQTT_OK) {
-        status = mqtt50_unsubscribe_encode(&unsubscribe, buf, len);
+        status = mqtt50_unsubscribe_encode(&packet, buf, len);
     }
     if (status != MQTT_OK) {
         LOG_ERROR("MQTT_CLIENT50: 5.0 UNSUBSCRIBE编码失败，错误码=%d", status);
         return status;
     }
-    lease.keep();
-    await_ack(*client, unsubscribe.msg_id, MQTT_PACKET_UNSUBACK);
-    LOG_DEBUG("MQTT_CLIENT50: 5.0 UNSUBSCRIBE编码成功，长度=%d，报文ID=%d", *len,
-              unsubscribe.msg_id);
+    lease.keep_until(MQTT_PACKET_UNSUBACK);
+    LOG_DEBUG("MQTT_CLIENT50: 5.0 UNSUBSCRIBE编码成功，长度=%d，报文ID=%d", *len, packet.msg_id);
     return MQTT_OK;
 }

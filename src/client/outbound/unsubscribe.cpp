@@ -6,8 +6,7 @@
 
 #include "client/connection/busy_guard.h"
 #include "client/connection/client_private.h"
-#include "client/outbound/awaited_ack.h"
-#include "client/outbound/packet_id_lease.h"
+#include "client/outbound/exchange.h"
 #include "log/log_lines.h"
 
 using namespace zep;
@@ -32,6 +31,15 @@ int32_t check_arguments(const mqtt_client &client, const char *topic) {
     return MQTT_OK;
 }
 
+constexpr failure_lines UNSUBSCRIBE_LINES = {
+    [](int32_t status) {
+        LOG_ERROR("MQTT_CLIENT: 取消订阅报文编码失败（%s）", mqtt_status_text(status));
+    },
+    [](int32_t status) {
+        LOG_ERROR("MQTT_CLIENT: 发送取消订阅报文失败（网络状态码：%d）", status);
+    },
+};
+
 int32_t send_unsubscribe(mqtt_client &client, uint16_t id, const char *topic) {
     mqtt_packet packet = {};
     packet.type = MQTT_PACKET_UNSUBSCRIBE;
@@ -39,36 +47,22 @@ int32_t send_unsubscribe(mqtt_client &client, uint16_t id, const char *topic) {
     packet.body.unsubscribe.msg_id = id;
     packet.body.unsubscribe.filters = &topic;
     packet.body.unsubscribe.filter_count = 1;
-    uint8_t buffer[PACKET_MAX] = {};
-    uint32_t length = sizeof buffer;
-    const int32_t status = mqtt_client_encode_packet(&client, &packet, buffer, &length);
-    if (status != MQTT_OK) {
-        LOG_ERROR("MQTT_CLIENT: 取消订阅报文编码失败（%s）", mqtt_status_text(status));
-        return status;
-    }
-    const int32_t sent = send_packet(client, buffer, length);
-    if (sent != 0) {
-        LOG_ERROR("MQTT_CLIENT: 发送取消订阅报文失败（网络状态码：%d）", sent);
-        return MQTT_ERR_INTERNAL;
-    }
-    await_ack(client, id, MQTT_PACKET_UNSUBACK);
-    return MQTT_OK;
+    return send311(client, UNSUBSCRIBE_LINES, packet);
 }
 
 int32_t unsubscribe(mqtt_client &client, const char *topic) {
     packet_id_lease lease(client);
-    uint16_t id = 0;
-    int32_t status = mqtt_client_alloc_pkt_id(&client, &id);
+    int32_t status = lease.take311();
     if (status != MQTT_OK) {
         LOG_ERROR("MQTT_CLIENT: 取消订阅申请Packet ID失败（%s）", mqtt_status_text(status));
         return status;
     }
-    lease.hold(id);
+    const uint16_t id = lease.id();
     status = send_unsubscribe(client, id, topic);
     if (status != MQTT_OK) {
         return status;
     }
-    lease.keep();
+    lease.keep_until(MQTT_PACKET_UNSUBACK);
     status = mqtt_subscribe_remove(&client.session, topic);
     if (status != MQTT_OK) {
         LOG_WARN("MQTT_CLIENT: 取消订阅本地缓存清理失败（%s），可能主题未订阅",
