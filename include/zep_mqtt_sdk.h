@@ -152,9 +152,9 @@ ZEP_MQTT_API int32_t zep_mqtt_sdk_client_connect(zep_mqtt_sdk_client *client);
 
 /**
  * Publishes one message. At QoS 1 and 2 a copy is kept and resent after 2, 4 and 8 seconds until
- * the broker has acknowledged it, and given up 16 seconds after that. On 5.0 the copy is kept when
- * there is room and memory for it, and that there was none is not reported: the message has been
- * sent once then.
+ * the broker has acknowledged it, and given up with a WARN line 16 seconds after that. On 5.0 the
+ * copy is kept when there is room and memory for it, and that there was none is not reported: the
+ * message has been sent once then.
  *
  * @param msg  read during the call only
  * @retval ZEP_MQTT_SDK_ERR_PARAM          null or empty argument, QoS above 2, topic above 64
@@ -165,7 +165,8 @@ ZEP_MQTT_API int32_t zep_mqtt_sdk_client_connect(zep_mqtt_sdk_client *client);
  * @retval ZEP_MQTT_SDK_ERR_PACKET         topic, payload and 10 bytes exceed 1028 (5.0: the
  *                                         configured v50_max_pkt_size)
  * @retval ZEP_MQTT_SDK_ERR_CACHE          3.1.1: 100 QoS 1 or 50 QoS 2 messages are unacknowledged
- * @retval ZEP_MQTT_SDK_ERR_PACKET_ID      all identifiers are in use
+ * @retval ZEP_MQTT_SDK_ERR_PACKET_ID      all identifiers are in use; those of QoS 2 messages that
+ *                                         were given up are until the connection ends
  * @retval ZEP_MQTT_SDK_ERR_UNKNOWN        overlapping call, topic not a valid name (3.1.1 at QoS
  * 0), too long for one transmission, or it could not be encrypted or sent
  */

@@ -67,6 +67,44 @@ TEST_P(qos_retransmission, reports_each_due_message_that_an_empty_buffer_cannot_
     EXPECT_EQ(check(), joined({again(2), again(1)})) << "both stayed due";
 }
 
+struct losses {
+    std::vector<std::pair<uint16_t, zep::qos_loss>> heard;
+    bool keep_id = false;
+
+    static bool hear(void *context, const zep::lost_message &lost) {
+        auto *self = static_cast<losses *>(context);
+        self->heard.emplace_back(lost.msg_id, lost.why);
+        EXPECT_EQ(lost.qos, testing::TestWithParam<uint32_t>::GetParam());
+        return self->keep_id;
+    }
+};
+
+TEST_P(qos_retransmission, tells_of_the_messages_that_it_loses_and_leaves_their_identifiers) {
+    using enum zep::qos_loss;
+    for (uint16_t id = 1; id <= 4; ++id) {
+        admit(qos(), id, id == 4 ? 0 : 1);
+    }
+    entries(qos())[2].retry_count = 3;
+    losses told;
+    zep::qos_call call = {&session, entries(qos())[0].send_tick + 16000, losses::hear, &told};
+    const guarded_bytes buffer(1024);
+    uint32_t len = 1024;
+    told.keep_id = true;
+    EXPECT_EQ(qos() == 1 ? zep::qos1_resend(call, buffer.data(), &len, false)
+                         : zep::qos2_resend(call, buffer.data(), &len, false),
+              3);
+    EXPECT_EQ(zep::qos_expire_priority(call, 0, 1), 0) << "it has just been sent again";
+    EXPECT_EQ(used_ids(), (ids{1, 2, 3, 4}));
+    told.keep_id = false;
+    call.now += 5001;
+    EXPECT_EQ(zep::qos_expire_priority(call, 0, 5000), 1);
+    call.now += 300000;
+    EXPECT_EQ(zep::qos_expire(call), 2);
+    EXPECT_EQ(used_ids(), ids{2});
+    EXPECT_EQ(told.heard,
+              (decltype(told.heard){{2, given_up}, {4, expired}, {3, expired}, {1, expired}}));
+}
+
 class qos1_exchange : public qos_fixture {};
 
 TEST_F(qos1_exchange, force_ignores_the_back_off_but_not_the_limit) {
