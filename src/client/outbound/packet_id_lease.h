@@ -25,7 +25,7 @@ class packet_id_lease {
     packet_id_lease(const packet_id_lease &) = delete;
     packet_id_lease &operator=(const packet_id_lease &) = delete;
 
-    // Takes an identifier; both log why there is none, the client's own way with one line more.
+    // Takes an identifier; a failure is logged. In 3.1.1 the client adds a line of its own.
     int32_t take() { return mqtt_packet_id_alloc(&client_.session, &id_); }
     int32_t take311() { return mqtt_client_alloc_pkt_id(&client_, &id_); }
 
