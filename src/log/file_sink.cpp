@@ -9,15 +9,17 @@
 #include "log/console.h"
 #include "log/log_lines.h"
 #include "platform/posix/static_lock.h"
+#include "platform/private_file.h"
 
 FILE *g_log_file = nullptr;
 
 namespace zep {
 namespace {
 
-// Guards g_log_file, its buffer and g_log_config.max_file_size.
+constexpr size_t BUFFER_SIZE = 4096;
+
+// Guards g_log_file and g_log_config.max_file_size.
 constinit static_lock g_sink_lock;
-char g_sink_buffer[4096];
 
 // All functions below run under the lock.
 
@@ -28,23 +30,17 @@ void close_stream() {
     }
 }
 
-// The stream that was open is closed before its buffer serves the next one.
-sink_state open_stream(const char *mode) {
+sink_state open_stream(file_start start) {
     close_stream();
-    g_log_file = std::fopen(LOG_FILE_NAME, mode);
+    g_log_file = open_private_file(LOG_FILE_NAME, start);
     if (g_log_file == nullptr) {
         return sink_state::FAILED;
     }
-    const int error = std::setvbuf(g_log_file, g_sink_buffer, _IOFBF, sizeof g_sink_buffer);
+    const int error = std::setvbuf(g_log_file, nullptr, _IOFBF, BUFFER_SIZE);
     return error == 0 ? sink_state::OPEN : sink_state::UNBUFFERED;
 }
 
-void report_to_console(uint32_t level, const char *message) {
-    if (log_passes(level)) {
-        console_write(level, message);
-    }
-}
-
+// Closes the stream when the line cannot be written.
 void append(uint32_t level, const char *message) {
     char line[LOG_FILE_LINE_SIZE];
     const int wanted = std::snprintf(line, sizeof line, LOG_LINE_FORMAT, log_tick(),
@@ -52,26 +48,13 @@ void append(uint32_t level, const char *message) {
     const size_t length = std::min(static_cast<size_t>(std::max(wanted, 0)), sizeof line - 1);
     if (std::fwrite(line, 1, length, g_log_file) != length || std::fflush(g_log_file) != 0) {
         close_stream();
-        report_to_console(AGENT_LOG_ERROR, "日志写入文件失败，关闭句柄");
-    }
-}
-
-// Starts the file again from empty.
-void rebuild() {
-    const sink_state state = open_stream("we");
-    if (state == sink_state::FAILED) {
-        report_to_console(AGENT_LOG_ERROR, "重建日志文件失败：" LOG_FILE_NAME);
-    } else if (state == sink_state::UNBUFFERED && log_passes(AGENT_LOG_WARN)) {
-        const char *warning = "重建文件后设置缓冲失败";
-        console_write(AGENT_LOG_WARN, warning);
-        append(AGENT_LOG_WARN, warning);
     }
 }
 
 // Sizes are compared as signed 32-bit values: a larger cap counts as the largest of them.
-bool has_reached_cap(long size) {
+bool has_reached_cap(int64_t size) {
     const uint32_t cap = std::min<uint32_t>(g_log_config.max_file_size, INT32_MAX);
-    return cap != 0 && size > 0 && size >= static_cast<long>(cap);
+    return cap != 0 && size > 0 && size >= int64_t{cap};
 }
 
 }  // namespace
@@ -79,12 +62,12 @@ bool has_reached_cap(long size) {
 sink_state file_sink_open(uint32_t max_size) {
     const std::lock_guard guard(g_sink_lock);
     g_log_config.max_file_size = max_size;
-    return open_stream("ae");
+    return open_stream(file_start::append);
 }
 
 sink_state file_sink_clear() {
     const std::lock_guard guard(g_sink_lock);
-    return g_log_file == nullptr ? sink_state::NONE : open_stream("we");
+    return g_log_file == nullptr ? sink_state::NONE : open_stream(file_start::empty);
 }
 
 bool file_sink_close() {
@@ -94,23 +77,36 @@ bool file_sink_close() {
     return was_open;
 }
 
-void file_sink_write(uint32_t level, const char *message) {
+sink_trouble file_sink_write(uint32_t level, const char *message) {
     const std::lock_guard guard(g_sink_lock);
+    sink_trouble met;
     if (g_log_file == nullptr) {
-        return;
+        return met;
     }
-    const long size = std::fseek(g_log_file, 0, SEEK_END) == 0 ? std::ftell(g_log_file) : -1;
+    const int64_t size = seek_end(g_log_file);
     if (size < 0) {
         close_stream();
-        report_to_console(AGENT_LOG_ERROR, "日志文件大小获取失败，关闭句柄");
-        return;
+        met.failure = "日志文件大小获取失败，关闭句柄";
+        return met;
     }
     if (has_reached_cap(size)) {
-        rebuild();
+        const sink_state state = open_stream(file_start::empty);
+        if (state == sink_state::FAILED) {
+            met.failure = "重建日志文件失败：" LOG_FILE_NAME;
+            return met;
+        }
+        met.rebuilt_unbuffered = state == sink_state::UNBUFFERED;
+        if (met.rebuilt_unbuffered && log_passes(AGENT_LOG_WARN)) {
+            append(AGENT_LOG_WARN, REBUILT_UNBUFFERED);
+        }
     }
     if (g_log_file != nullptr) {
         append(level, message);
     }
+    if (g_log_file == nullptr) {
+        met.failure = "日志写入文件失败，关闭句柄";
+    }
+    return met;
 }
 
 }  // namespace zep

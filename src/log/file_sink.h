@@ -1,9 +1,8 @@
 // The log file: one stream or none, under the log facility's only lock.
 //
 // The lock is held across file operations, which can block, on purpose: size check, rebuild and
-// write are one step only if no other thread comes in between. No function here logs through
-// agent_log(), which would take the lock again: failures are written to the console, or returned
-// for the caller to report.
+// write are one step only if no other thread comes in between. No function here writes to the log
+// or to the console: what went wrong is returned, for the caller to report.
 #pragma once
 
 #include <cstdint>
@@ -19,6 +18,15 @@ enum class sink_state {
     OPEN         // open and buffered
 };
 
+// What a write has met. After one of the failures no stream is open.
+struct sink_trouble {
+    bool rebuilt_unbuffered = false;  // the file was emptied, but its buffer could not be set
+    const char *failure = nullptr;    // text of the failure, or null
+};
+
+// The line that stands in the file, too, when a rebuilt file has no buffer.
+constexpr char REBUILT_UNBUFFERED[] = "重建文件后设置缓冲失败";
+
 // Opens the file for appending; a stream that was open is closed first. max_size in bytes. Never
 // NONE.
 sink_state file_sink_open(uint32_t max_size);
@@ -31,6 +39,6 @@ bool file_sink_close();
 
 // Writes one line and flushes it, after having emptied a file that has reached its cap. Nothing
 // happens without an open stream. The level has been tested by the caller.
-void file_sink_write(uint32_t level, const char *message);
+sink_trouble file_sink_write(uint32_t level, const char *message);
 
 }  // namespace zep

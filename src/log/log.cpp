@@ -17,6 +17,23 @@ constexpr uint32_t DEFAULT_FILE_SIZE = 0x100000;
 constexpr uint16_t DEFAULT_ENTRIES = 256;
 constexpr uint16_t MAX_ENTRIES = 1024;
 
+void report_to_console(uint32_t level, const char *message) {
+    if (zep::log_passes(level)) {
+        zep::console_write(level, message);
+    }
+}
+
+// A file that fails is reported on the console alone.
+void write_to_file(uint32_t level, const char *message) {
+    const zep::sink_trouble met = zep::file_sink_write(level, message);
+    if (met.rebuilt_unbuffered) {
+        report_to_console(AGENT_LOG_WARN, zep::REBUILT_UNBUFFERED);
+    }
+    if (met.failure != nullptr) {
+        report_to_console(AGENT_LOG_ERROR, met.failure);
+    }
+}
+
 // Returns whether the file is open.
 bool open_file(uint32_t max_size) {
     const zep::sink_state state = zep::file_sink_open(max_size);
@@ -45,7 +62,7 @@ void agent_log(uint32_t level, const char *format, ...) {
     va_end(values);
     zep::console_write(level, message);
     if (zep::log_targets(AGENT_LOG_FILE)) {
-        zep::file_sink_write(level, message);
+        write_to_file(level, message);
     }
 }
 

@@ -1,5 +1,4 @@
 #include <cstring>
-#include <mutex>
 
 #include <zep_mqtt/net/adapter.h>
 #include <zep_mqtt/net/eth.h>
@@ -8,26 +7,25 @@
 #include <zep_mqtt/platform/text.h>
 
 #include "core/shared.h"
+#include "core/start_once.h"
 #include "log/log_lines.h"
 #include "net/adapter_private.h"
-#include "platform/posix/static_lock.h"
 
 net_adapter_instance g_adapter_ctx[NET_ADAPTER_INSTANCE_MAX] = {};
 uint8_t g_net_inited = 0;
 
-using zep::shared;
+using namespace zep;
 
 namespace {
 
 constexpr char UDP_PREFIX[] = "udp://";
 
-// Held while the network-interface layer is started, so that it is started once.
-constinit zep::static_lock g_start_lock;
+uint8_t g_start_claimed = 0;
 
 // The two flags tell the other threads whose instance this is; only its owner looks at the rest.
 net_adapter_instance *reserve_instance() {
     for (net_adapter_instance &instance : g_adapter_ctx) {
-        if (shared(instance.opened).load() == 0 && zep::shared_claim(instance.used)) {
+        if (shared(instance.opened).load() == 0 && shared_claim(instance.used)) {
             return &instance;
         }
     }
@@ -61,21 +59,19 @@ uint32_t net_type_of(const char *address) {
     return std::strchr(address, '-') != nullptr ? NET_TYPE_DASH_ADDR : NET_TYPE_UNKNOWN;
 }
 
+void start_layer() {
+    if (net_interface_init() == NET_OK) {
+        (void)net_interface_set_current_type(NET_IFACE_ETH);
+        shared(g_net_inited).store(1);
+        LOG_INFO("[网络适配层] 底层网络抽象层初始化成功，所有实例共享资源");
+    }
+}
+
 bool start_network() {
-    if (shared(g_net_inited).load() == 1) {
-        return true;
-    }
-    const std::lock_guard once(g_start_lock);
-    if (shared(g_net_inited).load() == 1) {
-        return true;
-    }
-    if (net_interface_init() != NET_OK) {
+    if (!start_once(g_net_inited, g_start_claimed, start_layer)) {
         LOG_ERROR("[网络适配层] open失败：底层网络接口初始化失败");
         return false;
     }
-    (void)net_interface_set_current_type(NET_IFACE_ETH);
-    shared(g_net_inited).store(1);
-    LOG_INFO("[网络适配层] 底层网络抽象层初始化成功，所有实例共享资源");
     return true;
 }
 
@@ -180,7 +176,7 @@ void net_adapter_close(uint8_t index) {
     if (index >= NET_ADAPTER_INSTANCE_MAX) {
         return;
     }
-    net_adapter_instance *instance = zep::adapter_valid_instance(index);
+    net_adapter_instance *instance = adapter_valid_instance(index);
     if (instance == nullptr) {
         LOG_WARN("[网络适配层] 忽略重复close index=%u", index);
         release_socketless(&g_adapter_ctx[index]);
@@ -198,7 +194,7 @@ bool net_adapter_check_index_valid(uint8_t index) {
         LOG_ERROR("[崩溃定位] 实例越界 index=%u", index);
         return false;
     }
-    if (zep::adapter_valid_instance(index) == nullptr) {
+    if (adapter_valid_instance(index) == nullptr) {
         net_adapter_instance &instance = g_adapter_ctx[index];
         LOG_ERROR("[崩溃定位] 实例无效 index=%u | used=%d | opened=%d | sock=%d", index,
                   shared(instance.used).load(), shared(instance.opened).load(), instance.sock);
@@ -213,7 +209,9 @@ void net_adapter_global_deinit(void) {
     net_interface_final_destroy();
 }
 
-net_adapter_instance *zep::adapter_valid_instance(uint8_t index) {
+namespace zep {
+
+net_adapter_instance *adapter_valid_instance(uint8_t index) {
     if (index >= NET_ADAPTER_INSTANCE_MAX) {
         return nullptr;
     }
@@ -222,3 +220,5 @@ net_adapter_instance *zep::adapter_valid_instance(uint8_t index) {
                        instance->sock != -1;
     return valid ? instance : nullptr;
 }
+
+}  // namespace zep

@@ -107,14 +107,18 @@ int32_t net_adapter_recv(uint8_t index, uint8_t *buffer, uint32_t size, uint32_t
     }
 }
 
+namespace zep {
+
 bool net_adapter_peer_closed(uint8_t index) {
     const net_adapter_instance *instance = valid_tcp_instance(index);
-    return instance != nullptr && zep::socket_peer_closed(instance->sock);
+    return instance != nullptr && socket_peer_closed(instance->sock);
 }
 
 void net_adapter_set_unacked_timeout(uint8_t index, uint32_t ms) {
     const net_adapter_instance *instance = valid_tcp_instance(index);
     if (instance != nullptr) {
-        zep::socket_set_unacked_timeout(instance->sock, ms);
+        socket_set_unacked_timeout(instance->sock, ms);
     }
 }
+
+}  // namespace zep

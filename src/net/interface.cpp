@@ -70,17 +70,17 @@ int32_t net_interface_init(void) {
         (void)platform_deinit();
         return NET_ERR_INIT;
     }
-    // The queue takes nothing before the layer is initialised.
-    const zep::eth_reception_hold hold;
+    // The queue is ready: the receive thread may bring datagrams as soon as it runs.
+    zep::shared(g_is_inited).store(1);
     const int32_t status = start_eth();
     if (status != NET_OK) {
+        zep::shared(g_is_inited).store(0);
         zep::recv_queue_stop();
         (void)zep::recv_queue_destroy_lock();
         (void)platform_deinit();
         return status;
     }
     make_current(NET_IFACE_ETH);
-    zep::shared(g_is_inited).store(1);
     LOG_INFO("[%s] 网络模块初始化完成", __func__);
     return NET_OK;
 }

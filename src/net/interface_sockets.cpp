@@ -127,11 +127,6 @@ int32_t net_interface_send_to(int32_t sock, const char *address, uint16_t port, 
     return send_checked(transmit_on_stream, sock, address, port, data, length);
 }
 
-int32_t zep::net_interface_send_datagram(int32_t sock, const char *address, uint16_t port,
-                                         const uint8_t *data, uint32_t length) {
-    return send_checked(net_udp_sendto_win32, sock, address, port, data, length);
-}
-
 void net_interface_close(int32_t sock) {
     if (!eth_is_current() || sock == -1) {
         LOG_DEBUG("[%s] 关闭失败：无效参数", __func__);
@@ -140,3 +135,12 @@ void net_interface_close(int32_t sock) {
     zep::eth_close_socket(sock);
     LOG_INFO("[%s] 套接字已关闭：%d", __func__, sock);
 }
+
+namespace zep {
+
+int32_t net_interface_send_datagram(int32_t sock, const char *address, uint16_t port,
+                                    const uint8_t *data, uint32_t length) {
+    return send_checked(net_udp_sendto_win32, sock, address, port, data, length);
+}
+
+}  // namespace zep

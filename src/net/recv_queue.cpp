@@ -1,6 +1,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <utility>
 
 #include <zep_mqtt/net/net_status.h>
 #include <zep_mqtt/net/recv_queue.h>
@@ -20,10 +21,10 @@ namespace {
 
 // Guards the life of the queue's two handles. Whoever uses the lock or raises the semaphore holds
 // it, so that neither is destroyed under a producer that is still running. Waiting for the
-// semaphore happens outside.
-constinit zep::static_lock g_handles;
+// semaphore, and creating and destroying the two, which leaves lines in the log, happen outside.
+constinit zep::static_lock g_handles_lock;
 
-// For a holder of g_handles.
+// For a holder of g_handles_lock.
 bool is_usable() {
     return g_recv_queue.lock != nullptr && g_recv_queue.sem != nullptr;
 }
@@ -74,7 +75,7 @@ int32_t append_copy(const net_queue_entry &entry) {
 }
 
 int32_t append_and_signal(const net_queue_entry &entry) {
-    const std::lock_guard alive(g_handles);
+    const std::lock_guard alive(g_handles_lock);
     if (!is_usable()) {
         return NET_ERR_INVALID_PARAM;
     }
@@ -87,12 +88,12 @@ int32_t append_and_signal(const net_queue_entry &entry) {
 
 // The semaphore to wait for, or null when no entry may leave the queue.
 void *usable_semaphore() {
-    const std::lock_guard alive(g_handles);
+    const std::lock_guard alive(g_handles_lock);
     return is_usable() ? g_recv_queue.sem : nullptr;
 }
 
 int32_t take_head(net_queue_entry *out_entry) {
-    const std::lock_guard alive(g_handles);
+    const std::lock_guard alive(g_handles_lock);
     if (!is_usable()) {
         return NET_ERR_INVALID_PARAM;
     }
@@ -106,10 +107,18 @@ int32_t take_head(net_queue_entry *out_entry) {
     return NET_OK;
 }
 
-// For a holder of g_handles.
-void destroy_lock() {
-    platform_mutex_destroy(g_recv_queue.lock);
-    g_recv_queue.lock = nullptr;
+// Takes a handle away from those who come later; whoever used it has finished.
+void *withdraw(void *&handle) {
+    const std::lock_guard alive(g_handles_lock);
+    return std::exchange(handle, nullptr);
+}
+
+void drop_entries() {
+    const std::lock_guard alive(g_handles_lock);
+    const zep::mutex_guard guard(g_recv_queue.lock);
+    while (net_queue_entry *entry = unlink_head()) {
+        std::free(entry);
+    }
 }
 
 int32_t refuse_dequeue() {
@@ -117,34 +126,23 @@ int32_t refuse_dequeue() {
     return NET_ERR_INVALID_PARAM;
 }
 
-int32_t refuse_enqueue() {
+void log_refused_enqueue() {
     LOG_ERROR("[%s] 入队失败：无效参数", "net_interface_enqueue");
-    return NET_ERR_INVALID_PARAM;
 }
 
 }  // namespace
 
 int32_t net_interface_enqueue(const net_queue_entry *entry) {
-    constexpr char name[] = "net_queue_enqueue";
-    if (entry == nullptr || !zep::net_layer_is_inited() ||
-        !zep::datagram_length_valid(entry->len)) {
-        return refuse_enqueue();
+    if (entry == nullptr) {
+        log_refused_enqueue();
+        return NET_ERR_INVALID_PARAM;
     }
-    const int32_t status = append_and_signal(*entry);
-    switch (status) {
-        case NET_OK:
-            LOG_DEBUG("[%s] 数据入队成功（长度：%u，来源：%s:%d）", name, entry->len, entry->src_ip,
-                      entry->src_port);
-            return status;
-        case NET_ERR_QUEUE_FULL:
-            LOG_WARN("[%s] 接收队列已满，丢弃数据", name);
-            return status;
-        case NET_ERR_NO_MEMORY:
-            LOG_ERROR("[%s] 内存分配失败", name);
-            return status;
-        default:
-            return refuse_enqueue();
-    }
+    const int32_t status = zep::recv_queue_put(*entry);
+    // What the caller hands in need not be terminated.
+    char source[sizeof entry->src_ip];
+    (void)platform_strcpy_s(source, sizeof source, entry->src_ip);
+    zep::recv_queue_log_put(status, entry->len, source, entry->src_port);
+    return status;
 }
 
 int32_t net_interface_dequeue(net_queue_entry *out_entry, uint32_t timeout_ms) {
@@ -165,46 +163,57 @@ int32_t net_interface_dequeue(net_queue_entry *out_entry, uint32_t timeout_ms) {
 namespace zep {
 
 bool recv_queue_create() {
-    const std::lock_guard alive(g_handles);
-    g_recv_queue.head = nullptr;
-    g_recv_queue.tail = nullptr;
-    g_recv_queue.count = 0;
-    g_recv_queue.capacity = NET_QUEUE_CAPACITY;
-    if (g_recv_queue.lock == nullptr) {
-        g_recv_queue.lock = platform_mutex_create();
+    void *lock = withdraw(g_recv_queue.lock);
+    if (lock == nullptr) {
+        lock = platform_mutex_create();
     }
-    if (g_recv_queue.lock == nullptr) {
+    if (lock == nullptr) {
         LOG_ERROR("[queue] create mutex failed");
         return false;
     }
-    g_recv_queue.sem = platform_sem_create_win32(0, NET_QUEUE_CAPACITY);
-    if (g_recv_queue.sem == nullptr) {
+    void *sem = platform_sem_create_win32(0, NET_QUEUE_CAPACITY);
+    if (sem == nullptr) {
         LOG_ERROR("[queue] create sem failed");
-        destroy_lock();
+        platform_mutex_destroy(lock);
         return false;
     }
+    const std::lock_guard alive(g_handles_lock);
+    g_recv_queue = net_recv_queue{nullptr, nullptr, 0, NET_QUEUE_CAPACITY, lock, sem};
     return true;
 }
 
 void recv_queue_stop() {
-    const std::lock_guard alive(g_handles);
-    {
-        const mutex_guard guard(g_recv_queue.lock);
-        while (net_queue_entry *entry = unlink_head()) {
-            std::free(entry);
-        }
-    }
-    platform_sem_destroy_win32(g_recv_queue.sem);
-    g_recv_queue.sem = nullptr;
+    drop_entries();
+    platform_sem_destroy_win32(withdraw(g_recv_queue.sem));
 }
 
 bool recv_queue_destroy_lock() {
-    const std::lock_guard alive(g_handles);
-    if (g_recv_queue.lock == nullptr) {
-        return false;
+    void *lock = withdraw(g_recv_queue.lock);
+    platform_mutex_destroy(lock);
+    return lock != nullptr;
+}
+
+int32_t recv_queue_put(const net_queue_entry &entry) {
+    return net_layer_is_inited() && datagram_length_valid(entry.len) ? append_and_signal(entry)
+                                                                     : NET_ERR_INVALID_PARAM;
+}
+
+void recv_queue_log_put(int32_t status, uint32_t length, const char *source, uint16_t port) {
+    constexpr char name[] = "net_queue_enqueue";
+    switch (status) {
+        case NET_OK:
+            LOG_DEBUG("[%s] 数据入队成功（长度：%u，来源：%s:%d）", name, length, source, port);
+            break;
+        case NET_ERR_QUEUE_FULL:
+            LOG_WARN("[%s] 接收队列已满，丢弃数据", name);
+            break;
+        case NET_ERR_NO_MEMORY:
+            LOG_ERROR("[%s] 内存分配失败", name);
+            break;
+        default:
+            log_refused_enqueue();
+            break;
     }
-    destroy_lock();
-    return true;
 }
 
 }  // namespace zep

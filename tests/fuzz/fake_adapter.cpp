@@ -46,10 +46,10 @@ void net_adapter_close(uint8_t) {
 }
 
 void net_adapter_loop(void) {}
-bool net_adapter_peer_closed(uint8_t) {
+bool zep::net_adapter_peer_closed(uint8_t) {
     return g_connection.peer_closed;
 }
-void net_adapter_set_unacked_timeout(uint8_t, uint32_t) {}
+void zep::net_adapter_set_unacked_timeout(uint8_t, uint32_t) {}
 void net_adapter_global_deinit(void) {}
 
 // The clock moves when the fuzz target moves it, and waits take no time.

@@ -30,6 +30,18 @@ int bind_loopback(uint16_t &port, int type) {
     return bound;
 }
 
+owned_fd bound_socket(int type) {
+    uint16_t port = 0;
+    return owned_fd(bind_loopback(port, type));
+}
+
+uint16_t port_of(int socket) {
+    sockaddr_in address = {};
+    socklen_t size = sizeof address;
+    EXPECT_EQ(getsockname(socket, reinterpret_cast<sockaddr *>(&address), &size), 0);
+    return ntohs(address.sin_port);
+}
+
 int connect_loopback(uint16_t port) {
     const int connecting = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const timeval bound = {5, 0};
@@ -45,6 +57,19 @@ int connect_loopback(uint16_t port) {
 bool readable(int socket, int timeout_ms) {
     pollfd waiting = {socket, POLLIN, 0};
     return poll(&waiting, 1, timeout_ms) > 0;
+}
+
+std::string read_some(int socket) {
+    char buffer[65536];
+    const ssize_t got = readable(socket) ? recv(socket, buffer, sizeof buffer, 0) : 0;
+    return std::string(buffer, got > 0 ? static_cast<size_t>(got) : 0);
+}
+
+void send_datagram(int socket, uint16_t port, const std::string &bytes) {
+    const sockaddr_in to = loopback(port);
+    EXPECT_EQ(sendto(socket, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr *>(&to),
+                     sizeof to),
+              static_cast<ssize_t>(bytes.size()));
 }
 
 void set_no_delay(int socket) {

@@ -31,14 +31,9 @@ class log_file : public testing::Test {
     }
     static size_t size() { return std::filesystem::file_size(FILE_NAME); }
 
-    // The lines of the file without their ticks.
     static std::string lines() {
-        std::string result;
         std::ifstream file(FILE_NAME);
-        for (std::string line; std::getline(file, line);) {
-            result += line.substr(line.find("] ") + 2) + "\n";
-        }
-        return result;
+        return zep_test::without_ticks({std::istreambuf_iterator<char>(file), {}});
     }
 
  private:
@@ -55,6 +50,7 @@ TEST_F(log_file, repeats_the_console) {
         "[INFO] 日志系统初始化完成，级别: INFO，目标: 0x3\n"
         "[WARN] 一行 1\n";
     EXPECT_EQ(lines(), expected) << "every line is in the file at once";
+    EXPECT_EQ(std::filesystem::status(FILE_NAME).permissions(), std::filesystem::perms(0600));
     agent_log_deinit();
     agent_log_deinit();
     agent_log(AGENT_LOG_WARN, "console only");
@@ -84,6 +80,15 @@ TEST_F(log_file, cuts_a_line_and_starts_again_at_its_cap) {
     agent_log_clear_flash();
     EXPECT_EQ(lines(), "[DEBUG] 日志文件已清空\n");
     EXPECT_EQ(log.take(), "[DEBUG] 尝试清空日志文件（未打开）\n");
+}
+
+TEST_F(log_file, does_not_take_the_place_of_standard_input) {
+    const int input = dup(0);
+    close(0);
+    init(AGENT_LOG_ERROR, AGENT_LOG_FILE, 0);
+    EXPECT_GT(fileno(g_log_file), 2);
+    EXPECT_EQ(fcntl(fileno(g_log_file), F_GETFD), FD_CLOEXEC);
+    dup2(input, 0);
 }
 
 // A file that fails is reported on the console and given up; the console goes on.

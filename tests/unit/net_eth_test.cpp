@@ -1,4 +1,5 @@
 #include <ctime>
+#include <future>
 #include <vector>
 
 #include <zep_mqtt/net/es.h>
@@ -8,7 +9,10 @@
 #include <zep_mqtt/net/recv_queue.h>
 #include <zep_mqtt/net/socket.h>
 
-#include "net_loopback.h"
+#include "support/blocked_console.h"
+#include "support/log_capture.h"
+#include "support/loopback.h"
+#include "support/timing.h"
 
 using namespace zep_test;
 
@@ -112,8 +116,8 @@ TEST(net_eth, closed_recycled_and_marked_descriptors_are_neither_read_nor_waited
     close(closed);
     send_datagram(peer, port_of(marked), "not for the thread");
     expect_idle_process();
-    EXPECT_EQ(take(recycled), "mine");
-    EXPECT_EQ(take(marked), "not for the thread");
+    EXPECT_EQ(read_some(recycled), "mine");
+    EXPECT_EQ(read_some(marked), "not for the thread");
     send_datagram(peer, port_of(g_eth_socket), "alive");
     EXPECT_EQ(dequeued(), "alive");
     net_interface_deinit();
@@ -139,11 +143,18 @@ TEST(net_eth, own_socket_sends_and_receives) {
     EXPECT_EQ(g_eth_socket, sock);
     const owned_fd peer = bound_socket(SOCK_DGRAM);
     EXPECT_EQ(send("127.0.0.1", port_of(peer)), NET_OK);
-    EXPECT_EQ(take(peer), "hi");
-    const std::string lines = lines_of(NET_ERR_IO, [&] { return send("300.1.1.1", 1); });
-    EXPECT_TRUE(
-        lines.ends_with("[ERROR] eth_send: "
-                        "发送失败（实际发送：-1字节，预期：2字节，错误码：22）\n"));
+    EXPECT_EQ(read_some(peer), "hi");
+    const struct {
+        const char *address;
+        std::string line, code;
+    } failures[] = {{"300.1.1.1", "无效IP地址（300.1.1.1）\n", "22"},
+                    {"255.255.255.255", "sendto失败（IP=255.255.255.255:1, 错误码=13）\n", "13"}};
+    for (const auto &[to, line, code] : failures) {
+        EXPECT_EQ(lines_of(NET_ERR_IO, [&] { return send(to, 1); }),
+                  "[ERROR] net_udp_sendto_win32: " + line +
+                      "[ERROR] eth_send: 发送失败（实际发送：-1字节，预期：2字节，错误码：" + code +
+                      "）\n");
+    }
 
     send_datagram(peer, port_of(sock), "answer");
     EXPECT_EQ(receive(), NET_OK);
@@ -155,7 +166,29 @@ TEST(net_eth, own_socket_sends_and_receives) {
     expect_takes(1000, [&] { EXPECT_EQ(receive(), NET_ERR_TIMEOUT); });
     EXPECT_EQ(length, 0u);
     EXPECT_EQ(eth_recv(buffer, 0, &length, address, &port), NET_ERR_INVALID_PARAM);
+    EXPECT_EQ(platform_udp_recvfrom_win32(-1, buffer, 16, nullptr, nullptr, 2000), -1);
     eth_destroy();
+}
+
+// The lines of datagrams that nobody wants must not hold up whoever closes a socket.
+TEST(net_eth, a_console_that_blocks_keeps_no_socket_from_closing) {
+    agent_log_set_level(AGENT_LOG_WARN);
+    ASSERT_EQ(net_interface_init(), NET_OK);
+    const owned_fd peer = bound_socket(SOCK_DGRAM);
+    const int32_t sock = net_interface_create_udp_socket();
+    const net_queue_entry entry{.data = {'x'}, .len = 1, .src_ip = "1", .src_port = 1, .next = {}};
+    while (net_interface_enqueue(&entry) == NET_OK) {
+    }
+    std::future<void> closing;
+    {
+        const blocked_console console;
+        send_datagram(peer, port_of(g_eth_socket), "one too many");
+        let_the_thread_pass();
+        closing = std::async(std::launch::async, [sock] { net_interface_close(sock); });
+        EXPECT_EQ(closing.wait_for(milliseconds(2000)), std::future_status::ready);
+    }
+    closing.wait();
+    net_interface_deinit();
 }
 
 TEST(net_es, transfers_nothing_and_checks_arguments_like_eth) {
@@ -165,15 +198,18 @@ TEST(net_es, transfers_nothing_and_checks_arguments_like_eth) {
     char address[16];
     uint16_t port;
     const auto send = [&] { return es_send("1.2.3.4", 1, data, 5); };
+    const auto receive = [&](uint32_t size) {
+        return es_recv(buffer, size, &length, address, &port);
+    };
     EXPECT_EQ(send(), NET_ERR_IO);
-    EXPECT_EQ(es_recv(buffer, 16, &length, address, &port), NET_ERR_IO);
+    EXPECT_EQ(receive(16), NET_ERR_IO);
     ASSERT_EQ(net_es_init(), NET_OK);
     EXPECT_EQ(lines_of(NET_OK, net_es_init),
               "[INFO] net_es_init: ES接口已初始化（预留），无需重复操作\n");
     EXPECT_EQ(lines_of(NET_ERR_NOT_IMPLEMENTED, send),
               "[WARN] es_send: ES发送接口未实现（预留）：5字节到1.2.3.4:1\n");
-    EXPECT_EQ(es_recv(buffer, 0, &length, address, &port), NET_ERR_INVALID_PARAM);
-    EXPECT_EQ(es_recv(buffer, 16, &length, address, &port), NET_ERR_NOT_IMPLEMENTED);
+    EXPECT_EQ(receive(0), NET_ERR_INVALID_PARAM);
+    EXPECT_EQ(receive(16), NET_ERR_NOT_IMPLEMENTED);
     EXPECT_EQ(length, 0u);
 
     ASSERT_EQ(net_eth_win_init(), NET_OK);

@@ -1,13 +1,17 @@
 #include <atomic>
 #include <csignal>
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/resource.h>
+#include <thread>
 #include <vector>
 
 #include <zep_mqtt/net/socket.h>
 
-#include "net_loopback.h"
+#include "support/log_capture.h"
+#include "support/loopback.h"
+#include "support/timing.h"
 
 using namespace zep_test;
 
@@ -48,7 +52,7 @@ std::string patterned(size_t size) {
 
 std::string take_until_end(int sock) {
     std::string all;
-    for (std::string part = take(sock); !part.empty(); part = take(sock)) {
+    for (std::string part = read_some(sock); !part.empty(); part = read_some(sock)) {
         all += part;
     }
     return all;
@@ -159,10 +163,12 @@ struct full_listener {
         EXPECT_EQ(listen(listener, 0), 0);
         const sockaddr_in address = loopback(port());
         const auto *generic = reinterpret_cast<const sockaddr *>(&address);
+        pollfd connecting{-1, POLLOUT, 0};
         do {
             fillers.emplace_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
             (void)connect(fillers.back(), generic, sizeof address);
-        } while (wait_for(fillers.back(), POLLOUT, 200));
+            connecting.fd = fillers.back();
+        } while (poll(&connecting, 1, 200) == 1);
     }
     uint16_t port() const { return port_of(listener); }
 
@@ -218,33 +224,35 @@ TEST(net_socket, descriptors_above_1023_and_close_on_exec) {
     }
 }
 
-TEST(net_socket, datagrams_come_whole_or_not_at_all) {
-    const owned_fd ours(net_udp_socket_create_win32());
-    const owned_fd peer = bound_socket(SOCK_DGRAM);
-    ASSERT_TRUE(net_udp_bind_win32(ours, 0));
-    uint8_t buffer[4];
-    char address[16];
-    uint16_t port = 0;
-    const auto receive = [&](uint32_t timeout_ms) {
-        return platform_udp_recvfrom_win32(ours, buffer, 4, address, &port, timeout_ms);
-    };
-    EXPECT_EQ(receive(20), 0);
-    for (const char *text : {"abcd", "abcde", "xyz"}) {
-        send_datagram(peer, port_of(ours), text);
-    }
-    EXPECT_EQ(receive(2000), 4);
-    EXPECT_STREQ(address, "127.0.0.1");
-    EXPECT_EQ(port, port_of(peer));
-    EXPECT_EQ(receive(2000), -1);
-    EXPECT_EQ(errno, EMSGSIZE);
-    EXPECT_EQ(receive(2000), 3);
-    EXPECT_EQ(platform_udp_recvfrom_win32(-1, buffer, 4, nullptr, nullptr, 2000), -1);
+// Where nobody listens, a socket that happens to have the peer's port would be its own peer.
+TEST(net_socket, a_connection_to_itself_is_refused_and_leaves_the_port) {
+    owned_fd ours(net_tcp_socket_create_win32());
+    const sockaddr_in any_port = loopback(0);
+    ASSERT_EQ(bind(ours, reinterpret_cast<const sockaddr *>(&any_port), sizeof any_port), 0);
+    uint16_t port = port_of(ours);
+    EXPECT_EQ(lines_of(0, [&] { return net_tcp_connect_win32(ours, "127.0.0.1", port); }),
+              "[ERROR] net_tcp_connect_win32: 连接失败 127.0.0.1:" + std::to_string(port) +
+                  ", 错误码=111\n");
+    ours = owned_fd();
+    const owned_fd broker(socket(AF_INET, SOCK_STREAM, 0));
+    const sockaddr_in same = loopback(port);
+    EXPECT_EQ(bind(broker, reinterpret_cast<const sockaddr *>(&same), sizeof same), 0);
+}
 
-    const std::string huge(70000, 'x');
-    EXPECT_EQ(net_udp_sendto(ours, "127.0.0.1", port_of(peer), as_bytes(huge), 3), 3);
-    EXPECT_EQ(take(peer), "xxx");
-    EXPECT_EQ(
-        lines_of(-1, [&] { return net_udp_sendto(ours, "127.0.0.1", 9, as_bytes(huge), 70000); }),
-        "[ERROR] net_udp_sendto_win32: sendto失败（IP=127.0.0.1:9, "
-        "错误码=90）\n");
+// A process that has closed its standard descriptors must not write its output into a connection.
+TEST(net_socket, no_descriptor_takes_the_place_of_a_standard_one) {
+    const int standard[] = {dup(0), dup(1), dup(2)};
+    for (const int fd : {0, 1, 2}) {
+        close(fd);
+    }
+    const owned_fd sockets[] = {owned_fd(net_tcp_socket_create_win32()),
+                                owned_fd(net_udp_socket_create())};
+    const bool flags_kept = fcntl(sockets[0], F_GETFD) == FD_CLOEXEC;
+    const bool below_are_free = fcntl(0, F_GETFD) == -1 && fcntl(2, F_GETFD) == -1;
+    for (const int fd : {0, 1, 2}) {
+        dup2(standard[fd], fd);
+    }
+    EXPECT_GT(sockets[0], 2);
+    EXPECT_GT(sockets[1], 2);
+    EXPECT_TRUE(flags_kept && below_are_free);
 }

@@ -1,11 +1,14 @@
 #include <algorithm>
 #include <atomic>
 #include <functional>
+#include <future>
+#include <thread>
 #include <vector>
 
 #include <zep_mqtt/platform/clock.h>
 #include <zep_mqtt/platform/timer.h>
 
+#include "support/blocked_console.h"
 #include "support/failing_malloc.h"
 #include "support/log_capture.h"
 
@@ -48,7 +51,7 @@ class platform_timer_test : public testing::Test {
     zep_test::log_capture log;
 };
 
-TEST_F(platform_timer_test, refuses_and_reports) {
+TEST_F(platform_timer_test, starts_and_stops_once_and_refuses_what_is_no_timer) {
     agent_log_set_level(AGENT_LOG_WARN);
     const auto marked = reinterpret_cast<platform_timer *>(0x12DDDDDDDD);
     platform_timer_context unowned{[](void *) { FAIL(); }, nullptr, nullptr};
@@ -60,31 +63,69 @@ TEST_F(platform_timer_test, refuses_and_reports) {
         platform_timer_destroy_win32(bad);
     }
     timer_callback_wrapper(&unowned);
+
+    create(ENDLESS_MS);
+    EXPECT_EQ(platform_timer_stop_win32(timer), 1) << "never started";
+    EXPECT_EQ(platform_timer_start_win32(timer), 1);
+    EXPECT_EQ(platform_timer_start_win32(timer), 1);
+    EXPECT_TRUE(calls_end(1));
+    timer_callback_wrapper(timer->cb);
+    EXPECT_EQ(ended, 2) << "the trampoline itself calls a running timer's function";
+    EXPECT_EQ(platform_timer_stop_win32(timer), 1);
+    timer_callback_wrapper(timer->cb);
+    EXPECT_EQ(begun, 2);
+    char at[48];
+    std::snprintf(at, sizeof at, "地址：%p）\n", static_cast<void *>(timer));
+    platform_timer_destroy_win32(timer);
+    const std::string address = at;
     EXPECT_EQ(log.take(),
               "[ERROR] platform_timer_create_win32: 无效参数（func=(nil), period=0）\n"
               "[ERROR] platform_timer_start_win32: 无效指针（NULL）\n"
               "[ERROR] platform_timer_start_win32: 访问已释放的定时器（地址：0x12dddddddd）\n"
               "[ERROR] platform_timer_stop_win32: 访问已释放的定时器（地址：0x12dddddddd）\n"
               "[ERROR] platform_timer_destroy_win32: 访问已释放的定时器（地址：0x12dddddddd）\n"
-              "[WARN] timer_callback_wrapper: 定时器已失效，跳过回调（地址：(nil)）\n");
+              "[WARN] timer_callback_wrapper: 定时器已失效，跳过回调（地址：(nil)）\n"
+              "[WARN] platform_timer_start_win32: 定时器已运行（" +
+                  address + "[WARN] timer_callback_wrapper: 回调被阻止（定时器状态异常，" +
+                  address);
 }
 
 TEST_F(platform_timer_test, leaves_nothing_behind_without_memory) {
-    for (uint64_t i = 0; i < 4; ++i) {
+    for (uint64_t i = 0; i < 5; ++i) {
         const zep_test::failing_malloc failing(i);
         EXPECT_EQ(create(5), nullptr);
     }
-    ASSERT_NE(create(ENDLESS_MS), nullptr);
-    {
-        const zep_test::failing_malloc failing(0);
-        EXPECT_EQ(platform_timer_start_win32(timer), 0);
-    }
-    EXPECT_EQ(platform_timer_start_win32(timer), 1) << "it can be had later";
-    EXPECT_TRUE(calls_end(1));
+    const zep_test::failing_malloc enough(5);
+    EXPECT_NE(create(5), nullptr);
     platform_timer_destroy_win32(timer);
     expect_lines({"create_win32: 内存分配失败\n", "create_win32: 互斥锁创建失败\n",
                   "create_win32: 定时器句柄创建失败（错误码：12）\n",
-                  "create_win32: 上下文内存分配失败\n", "启动失败（错误码：12，"});
+                  "create_win32: 定时器句柄创建失败（错误码：12）\n",
+                  "create_win32: 上下文内存分配失败\n"});
+}
+
+// The lines of start and stop must not hold up what else needs the timer.
+TEST_F(platform_timer_test, a_console_that_blocks_holds_up_its_writer_only) {
+    log.take();
+    agent_log_set_level(AGENT_LOG_DEBUG);
+    create(ENDLESS_MS);
+    std::jthread starting, stopping;
+    std::future<int32_t> stopped_already;
+    {
+        const zep_test::blocked_console console;
+        starting = std::jthread([&] { platform_timer_start_win32(timer); });
+        EXPECT_TRUE(calls_end(1));
+    }
+    {
+        const zep_test::blocked_console console;
+        stopping = std::jthread([&] { platform_timer_stop_win32(timer); });
+        platform_delay_ms(100);
+        stopped_already = std::async(std::launch::async, platform_timer_stop_win32, timer);
+        EXPECT_EQ(stopped_already.wait_for(std::chrono::seconds(5)), std::future_status::ready);
+    }
+    EXPECT_EQ(stopped_already.get(), 1);
+    stopping.join();
+    platform_timer_destroy_win32(timer);
 }
 
 TEST_F(platform_timer_test, calls_first_at_once_then_on_a_grid_that_does_not_drift) {
@@ -113,23 +154,6 @@ TEST_F(platform_timer_test, calls_first_at_once_then_on_a_grid_that_does_not_dri
     // A busy machine makes many a call late, but of calls that drift hardly one is in time.
     std::sort(lateness.begin(), lateness.end());
     EXPECT_LT(lateness[lateness.size() / 4], 50'000);
-}
-
-TEST_F(platform_timer_test, starts_and_stops_once) {
-    agent_log_set_level(AGENT_LOG_WARN);
-    create(ENDLESS_MS);
-    EXPECT_EQ(platform_timer_stop_win32(timer), 1) << "never started";
-    EXPECT_EQ(platform_timer_start_win32(timer), 1);
-    EXPECT_EQ(platform_timer_start_win32(timer), 1);
-    EXPECT_TRUE(calls_end(1));
-    timer_callback_wrapper(timer->cb);
-    EXPECT_EQ(ended, 2) << "the trampoline itself calls a running timer's function";
-    EXPECT_EQ(platform_timer_stop_win32(timer), 1);
-    timer_callback_wrapper(timer->cb);
-    EXPECT_EQ(begun, 2);
-    platform_timer_destroy_win32(timer);
-    expect_lines({"[WARN] platform_timer_start_win32: 定时器已运行（地址：0x",
-                  "[WARN] timer_callback_wrapper: 回调被阻止（定时器状态异常，地址：0x"});
 }
 
 // Whatever an expiry and a restart do to each other, one start is worth one immediate call.

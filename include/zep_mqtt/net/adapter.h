@@ -23,8 +23,7 @@ ZEP_MQTT_BEGIN_DECLS
 
 enum {
     NET_ADAPTER_INSTANCE_MAX = 100, /**< instances in the pool */
-    NET_ADAPTER_ADDRESS_SIZE = 64,  /**< characters of an address with its terminator */
-    NET_ADAPTER_NO_INSTANCE = 255   /**< index of a client that holds no instance */
+    NET_ADAPTER_ADDRESS_SIZE = 64   /**< characters of an address with its terminator */
 };
 
 /** Network types, decided by the address text; the first rule that fits wins. */

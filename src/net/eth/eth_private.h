@@ -27,13 +27,4 @@ void eth_socket_set_release();
 // the client's mark, first.
 void eth_close_socket(int32_t sock);
 
-// While one lives, the receive thread leaves datagrams in their sockets.
-class eth_reception_hold {
- public:
-    eth_reception_hold();
-    ~eth_reception_hold();
-    eth_reception_hold(const eth_reception_hold &) = delete;
-    eth_reception_hold &operator=(const eth_reception_hold &) = delete;
-};
-
 }  // namespace zep

@@ -10,6 +10,7 @@
 #include "net/posix/send_patience.h"
 #include "net/posix/system_call.h"
 #include "net/system_socket.h"
+#include "platform/posix/descriptor.h"
 
 namespace {
 
@@ -32,11 +33,25 @@ bool await_connected(int32_t sock) {
     return error == 0;
 }
 
+// Where nobody listens, a socket whose own port happens to be the peer's connects to itself.
+bool is_own_peer(int32_t sock, const sockaddr_in &peer) {
+    sockaddr_in own{};
+    socklen_t size = sizeof own;
+    return getsockname(sock, zep::generic(&own), &size) == 0 && own.sin_port == peer.sin_port &&
+           own.sin_addr.s_addr == peer.sin_addr.s_addr;
+}
+
 bool connect_socket(int32_t sock, const sockaddr_in &peer) {
-    if (connect(sock, zep::generic(&peer), sizeof peer) == 0) {
-        return true;
+    const bool connected = connect(sock, zep::generic(&peer), sizeof peer) == 0 ||
+                           (errno == EINTR && await_connected(sock));
+    if (connected && is_own_peer(sock, peer)) {
+        // Closed with a reset, it leaves the port at once to the one who should listen on it.
+        const linger reset{1, 0};
+        (void)setsockopt(sock, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+        errno = ECONNREFUSED;
+        return false;
     }
-    return errno == EINTR && await_connected(sock);
+    return connected;
 }
 
 // Ends a send with the cause in errno. A stream that has taken a part of a packet, or nothing for
@@ -64,7 +79,8 @@ uint32_t time_to_first_repeat_ms(int32_t sock) {
 }  // namespace
 
 int32_t net_tcp_socket_create_win32(void) {
-    const int32_t sock = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
+    const int32_t sock =
+        zep::above_standard(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP));
     if (sock == -1) {
         LOG_ERROR("net_tcp_socket_create_win32: 创建失败，错误码=%d", errno);
         return -1;
@@ -128,14 +144,16 @@ int32_t net_tcp_recv_win32(int32_t sock, uint8_t *buffer, uint32_t size, uint32_
     return static_cast<int32_t>(got);
 }
 
-bool zep::socket_peer_closed(int32_t sock) {
+namespace zep {
+
+bool socket_peer_closed(int32_t sock) {
     uint8_t byte;
     const ssize_t waiting =
         retry_interrupted([&] { return recv(sock, &byte, 1, MSG_PEEK | MSG_DONTWAIT); });
     return waiting == 0 || (waiting == -1 && !is_would_block(errno));
 }
 
-void zep::socket_set_unacked_timeout(int32_t sock, uint32_t ms) {
+void socket_set_unacked_timeout(int32_t sock, uint32_t ms) {
     if (ms != 0) {  // the system counts from the first retransmission
         const uint32_t uncounted_ms = time_to_first_repeat_ms(sock);
         ms = ms > uncounted_ms ? ms - uncounted_ms : 1;
@@ -143,3 +161,5 @@ void zep::socket_set_unacked_timeout(int32_t sock, uint32_t ms) {
     const int value = static_cast<int>(std::min<uint32_t>(ms, INT32_MAX));
     (void)setsockopt(sock, IPPROTO_TCP, TCP_USER_TIMEOUT, &value, sizeof value);
 }
+
+}  // namespace zep

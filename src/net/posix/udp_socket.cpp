@@ -8,6 +8,7 @@
 #include "net/posix/send_patience.h"
 #include "net/posix/system_call.h"
 #include "net/system_socket.h"
+#include "platform/posix/descriptor.h"
 
 namespace {
 
@@ -28,7 +29,7 @@ ssize_t send_datagram(int32_t sock, const sockaddr_in &target, const uint8_t *da
 }  // namespace
 
 int32_t net_udp_socket_create_win32(void) {
-    return socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
+    return zep::above_standard(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));
 }
 
 bool net_udp_bind_win32(int32_t sock, uint16_t port) {
@@ -66,8 +67,10 @@ int32_t platform_udp_recvfrom_win32(int32_t sock, uint8_t *buffer, uint32_t size
     return zep::socket_read_datagram(sock, buffer, size, out_address, out_port);
 }
 
-int32_t zep::socket_read_datagram(int32_t sock, uint8_t *buffer, uint32_t size, char *out_address,
-                                  uint16_t *out_port) {
+namespace zep {
+
+int32_t socket_read_datagram(int32_t sock, uint8_t *buffer, uint32_t size, char *out_address,
+                             uint16_t *out_port) {
     sockaddr_in source{};
     iovec part{buffer, size};
     msghdr message{};
@@ -91,3 +94,5 @@ int32_t zep::socket_read_datagram(int32_t sock, uint8_t *buffer, uint32_t size, 
     }
     return static_cast<int32_t>(got);
 }
+
+}  // namespace zep

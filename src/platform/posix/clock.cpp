@@ -7,7 +7,7 @@
 namespace {
 
 timespec wall_clock() {
-    timespec now;
+    timespec now{};  // stays so when the system refuses
     clock_gettime(CLOCK_REALTIME, &now);
     return now;
 }

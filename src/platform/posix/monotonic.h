@@ -11,7 +11,7 @@ constexpr uint64_t NS_PER_MS = 1'000'000;
 constexpr uint64_t NS_PER_SECOND = 1'000'000'000;
 
 inline uint64_t monotonic_ns() {
-    timespec now;
+    timespec now{};  // stays so when the system refuses
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<uint64_t>(now.tv_sec) * NS_PER_SECOND + static_cast<uint64_t>(now.tv_nsec);
 }

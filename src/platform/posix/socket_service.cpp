@@ -1,33 +1,22 @@
-#include <atomic>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <zep_mqtt/platform/socket_service.h>
 
-namespace {
+#include "platform/posix/descriptor.h"
 
-std::atomic<uint32_t> g_starts{0};
-
-}  // namespace
-
+// Sockets need no service here.
 int32_t platform_init_win32(void) {
-    g_starts.fetch_add(1, std::memory_order_relaxed);
     return 1;
 }
 
 int32_t platform_deinit_win32(void) {
-    uint32_t starts = g_starts.load(std::memory_order_relaxed);
-    while (starts != 0) {
-        if (g_starts.compare_exchange_weak(starts, starts - 1, std::memory_order_relaxed)) {
-            return 0;
-        }
-    }
-    return -1;
+    return 0;
 }
 
 int32_t platform_check_port_in_use_win32(uint16_t port) {
-    const int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const int probe = zep::above_standard(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (probe < 0) {
         return 1;
     }

@@ -17,7 +17,7 @@ struct system_timer {
     zep::monitor monitor;
 
     // Under the lock of the monitor.
-    void *thread;        // handle; null until the timer is armed for the first time
+    void *thread;        // handle; null when nobody joins the thread
     uint32_t thread_id;  // 0 until the thread has begun to run
     bool armed;
     bool closing;
@@ -81,23 +81,22 @@ system_timer *system_timer_create(system_timer_hook expired, void *owner) {
     auto *timer = new (block) system_timer{};
     timer->expired = expired;
     timer->owner = owner;
-    const int error = timer->monitor.open();
-    if (error != 0) {
-        platform_free_win32(timer);
-        errno = error;
-        return nullptr;
+    int error = timer->monitor.open();
+    if (error == 0) {
+        timer->thread = platform_thread_create_win32(run, timer);
+        if (timer->thread != nullptr) {
+            return timer;
+        }
+        error = errno;
+        timer->monitor.close();
     }
-    return timer;
+    platform_free_win32(timer);
+    errno = error;
+    return nullptr;
 }
 
 int system_timer_arm(system_timer *timer, uint32_t period_ms) {
     const std::lock_guard guard(timer->monitor);
-    if (timer->thread == nullptr) {
-        timer->thread = platform_thread_create_win32(run, timer);
-        if (timer->thread == nullptr) {
-            return errno;
-        }
-    }
     timer->armed = true;
     timer->due_ns = monotonic_ns();
     timer->period_ns = period_ms * NS_PER_MS;
@@ -125,9 +124,9 @@ void system_timer_close(system_timer *timer, system_timer_hook closed) {
     timer->closed = closed;
     void *thread = timer->thread;
     if (timer->thread_id == platform_thread_id_win32()) {
-        platform_thread_detach_win32(thread);
         timer->thread = nullptr;
         timer->monitor.unlock();
+        platform_thread_detach_win32(thread);
         return;
     }
     timer->monitor.wake_one();

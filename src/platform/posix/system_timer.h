@@ -10,12 +10,12 @@ struct system_timer;
 
 using system_timer_hook = void (*)(void *owner);
 
-// expired runs on the timer's thread, without a lock, until no expiry is due any more: it takes the
-// expiry that it answers with system_timer_take_expiry(). Returns null and sets errno on failure.
+// Starts the timer's thread. expired runs on it, without a lock, until no expiry is due any more:
+// it takes the expiry that it answers with system_timer_take_expiry(). Returns null and sets errno
+// on failure.
 system_timer *system_timer_create(system_timer_hook expired, void *owner);
 
-// The first expiry is due at once, the next one period later. Starts the thread if there is none
-// yet. Returns 0 or the system's error code.
+// The first expiry is due at once, the next one period later. Returns 0 or the system's error code.
 int system_timer_arm(system_timer *timer, uint32_t period_ms);
 
 // Returns 0 or the system's error code.

@@ -51,6 +51,46 @@ T *allocate_zeroed() {
     return block == nullptr ? nullptr : new (block) T{};
 }
 
+// What a start or a stop has come to. Its line is written when the timer's lock has been given
+// back: a console that takes no more must not hold up the expiries.
+enum class change { done, needless, dead, incomplete, failed };
+
+// error is set when the system has refused.
+change start_locked(platform_timer *timer, int *error) {
+    const zep::mutex_guard guard(timer->lock);
+    if (!is_alive(timer)) {
+        return change::dead;
+    }
+    if (shared(timer->running).load() != 0) {
+        return change::needless;
+    }
+    if (timer->handle == nullptr || timer->cb == nullptr) {
+        return change::incomplete;
+    }
+    *error = zep::system_timer_arm(system_timer_of(timer), timer->period_ms);
+    if (*error != 0) {
+        return change::failed;
+    }
+    shared(timer->running).store(1);
+    return change::done;
+}
+
+change stop_locked(platform_timer *timer, int *error) {
+    const zep::mutex_guard guard(timer->lock);
+    if (!is_alive(timer)) {
+        return change::dead;
+    }
+    if (shared(timer->running).load() == 0) {
+        return change::needless;
+    }
+    *error = zep::system_timer_cancel(system_timer_of(timer));
+    if (*error != 0) {
+        return change::failed;
+    }
+    shared(timer->running).store(0);
+    return change::done;
+}
+
 // What the timer owns besides its system timer, and the timer itself.
 void release(platform_timer *timer) {
     platform_free(timer->cb);
@@ -148,25 +188,24 @@ int32_t platform_timer_start_win32(platform_timer *timer) {
         LOG_ERROR("platform_timer_start_win32: 定时器互斥锁已失效（地址：%p）", address);
         return 0;
     }
-    const zep::mutex_guard guard(timer->lock);
-    if (!is_alive(timer)) {
-        LOG_ERROR("platform_timer_start_win32: 定时器已失效或正在销毁（地址：%p）", address);
-        return 0;
+    int error = 0;
+    switch (start_locked(timer, &error)) {
+        case change::dead:
+            LOG_ERROR("platform_timer_start_win32: 定时器已失效或正在销毁（地址：%p）", address);
+            return 0;
+        case change::needless:
+            LOG_WARN("platform_timer_start_win32: 定时器已运行（地址：%p）", address);
+            return 1;
+        case change::incomplete:
+            LOG_ERROR("platform_timer_start_win32: 定时器内部资源无效（地址：%p）", address);
+            return 0;
+        case change::failed:
+            LOG_ERROR("platform_timer_start_win32: 启动失败（错误码：%d，地址：%p）", error,
+                      address);
+            return 0;
+        case change::done:
+            break;
     }
-    if (shared(timer->running).load() != 0) {
-        LOG_WARN("platform_timer_start_win32: 定时器已运行（地址：%p）", address);
-        return 1;
-    }
-    if (timer->handle == nullptr || timer->cb == nullptr) {
-        LOG_ERROR("platform_timer_start_win32: 定时器内部资源无效（地址：%p）", address);
-        return 0;
-    }
-    const int error = zep::system_timer_arm(system_timer_of(timer), timer->period_ms);
-    if (error != 0) {
-        LOG_ERROR("platform_timer_start_win32: 启动失败（错误码：%d，地址：%p）", error, address);
-        return 0;
-    }
-    shared(timer->running).store(1);
     LOG_DEBUG("platform_timer_start_win32: 定时器启动成功（地址：%p）", address);
     return 1;
 }
@@ -180,22 +219,21 @@ int32_t platform_timer_stop_win32(platform_timer *timer) {
         LOG_ERROR("platform_timer_stop_win32: 访问已释放的定时器（地址：%p）", address);
         return 0;
     }
-    const zep::mutex_guard guard(timer->lock);
-    if (!is_alive(timer)) {
-        LOG_ERROR("platform_timer_stop_win32: 定时器已失效（地址：%p）", address);
-        return 0;
+    int error = 0;
+    switch (stop_locked(timer, &error)) {
+        case change::dead:
+            LOG_ERROR("platform_timer_stop_win32: 定时器已失效（地址：%p）", address);
+            return 0;
+        case change::failed:
+            LOG_ERROR("platform_timer_stop_win32: 停止失败（错误码：%d，地址：%p）", error,
+                      address);
+            return 0;
+        case change::done:
+            LOG_DEBUG("platform_timer_stop_win32: 定时器已停止（地址：%p）", address);
+            return 1;
+        default:
+            return 1;
     }
-    if (shared(timer->running).load() == 0) {
-        return 1;
-    }
-    const int error = zep::system_timer_cancel(system_timer_of(timer));
-    if (error != 0) {
-        LOG_ERROR("platform_timer_stop_win32: 停止失败（错误码：%d，地址：%p）", error, address);
-        return 0;
-    }
-    shared(timer->running).store(0);
-    LOG_DEBUG("platform_timer_stop_win32: 定时器已停止（地址：%p）", address);
-    return 1;
 }
 
 void platform_timer_destroy_win32(platform_timer *timer) {

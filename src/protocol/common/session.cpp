@@ -9,6 +9,7 @@
 #include <zep_mqtt/topic/subscription_store.h>
 
 #include "core/shared.h"
+#include "core/start_once.h"
 #include "log/log_lines.h"
 #include "platform/posix/static_lock.h"
 
@@ -16,7 +17,7 @@ uint8_t is_destroying = 0;
 
 namespace {
 
-constinit zep::static_lock g_store_init_lock;
+uint8_t g_store_claimed = 0;
 
 int32_t check_client_id(const char *client_id) {
     if (client_id == nullptr || *client_id == '\0') {
@@ -36,20 +37,20 @@ int32_t check_client_id(const char *client_id) {
     return status;
 }
 
-// The first session of the process sets the store up. A session that is initialised meanwhile waits
-// for the outcome; under the lock only memory and the log are used.
+// The first session of the process sets the store up; one that is initialised meanwhile waits for
+// the outcome.
 int32_t set_up_store_once() {
-    const std::lock_guard guard(g_store_init_lock);
-    const zep::shared inited(g_sub_ctx_inited);
-    if (inited.load(std::memory_order_relaxed) != 0) {
-        return MQTT_OK;
-    }
-    const int32_t status = mqtt_topic_list_init(&g_mqtt_sub_ctx);
-    if (status != MQTT_OK) {
+    int32_t status = MQTT_ERR_NO_MEMORY;
+    const bool ready = zep::start_once(g_sub_ctx_inited, g_store_claimed, [&] {
+        status = mqtt_topic_list_init(&g_mqtt_sub_ctx);
+        if (status == MQTT_OK) {
+            zep::shared(g_sub_ctx_inited).store(1);
+        }
+    });
+    if (!ready) {
         LOG_FATAL("静态订阅列表初始化失败，错误码：%d", status);
         return MQTT_ERR_NO_MEMORY;
     }
-    inited.store(1, std::memory_order_release);
     return MQTT_OK;
 }
 
