@@ -29,7 +29,7 @@ class log_file : public testing::Test {
         const log_config config = {level, targets, max_file_size, 256};
         agent_log_init(&config);
     }
-    static size_t size() { return std::filesystem::file_size(FILE_NAME); }
+    static uintmax_t size() { return std::filesystem::file_size(FILE_NAME); }
 
     static std::string lines() {
         std::ifstream file(FILE_NAME);

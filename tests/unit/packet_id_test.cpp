@@ -89,7 +89,7 @@ TEST_F(packet_id, agrees_with_a_model_in_random_sequences) {
     model expected;
     for (int step = 0; step < 20000; ++step) {
         // Long phases of taking and of giving back, so that both ends are reached.
-        const auto dice = random() % 10, takes = step / 300 % 2 == 0 ? 8ul : 3ul;
+        const uint_fast32_t dice = random() % 10, takes = step / 300 % 2 == 0 ? 8 : 3;
         const uint16_t any = static_cast<uint16_t>(random() % 130);
         if (dice == 0) {
             zep::packet_id_claim(&session, any);

@@ -3,6 +3,7 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 
 #include <zep_mqtt/platform/clock.h>
 #include <zep_mqtt/platform/file.h>

@@ -30,7 +30,8 @@ enum agent_log_level {
 /** Bits of log_config.targets. Other bits have no effect. */
 enum agent_log_target {
     AGENT_LOG_CONSOLE = 1, /**< standard output */
-    AGENT_LOG_FILE = 2     /**< "zep_flash.txt" in the current directory */
+    AGENT_LOG_FILE = 2     /**< "zep_flash.txt" in the current directory, created for its
+                                owner only */
 };
 
 /** The configuration of the facility. */

@@ -37,7 +37,8 @@ ZEP_MQTT_API int32_t net_tcp_socket_create_win32(void);
  *
  * @param address  dotted IPv4 text
  * @param port     1 to 65535
- * @return true when connected; false when address does not parse or the attempt failed
+ * @return true when connected; false when address does not parse, the attempt failed, or the socket
+ *         found nobody but itself
  */
 ZEP_MQTT_API bool net_tcp_connect_win32(int32_t sock, const char *address, uint16_t port);
 

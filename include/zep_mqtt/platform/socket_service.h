@@ -2,8 +2,7 @@
  * @file
  * Start and stop of the system's socket service, and a look at a port.
  *
- * POSIX systems have no such service: start and stop are only counted, so that a stop without a
- * start shows.
+ * POSIX systems have no such service: start and stop succeed and do nothing.
  *
  * Threads: any.
  */
@@ -28,7 +27,7 @@ ZEP_MQTT_API int32_t platform_init(void);
  * Takes one start back.
  *
  * @retval 0   done
- * @retval -1  there was no start left to take back
+ * @retval -1  there was no start to take back; never on POSIX
  */
 ZEP_MQTT_API int32_t platform_deinit(void);
 

@@ -3,8 +3,7 @@
  * Periodic timers, for applications: the library itself measures its time on the tick clock.
  *
  * A timer calls its function first when it is started and then once per period until it is stopped
- * or destroyed. On POSIX each timer that was ever started has one thread, on which its function
- * runs, with no lock held:
+ * or destroyed. On POSIX each timer has one thread, on which its function runs, with no lock held:
  * - The function never runs twice at a time for one timer, and never after its timer's destroy has
  *   returned. Periods do not drift: they are counted from the start, not from the last call. All
  *   that end while the function still runs give one call together, when it has returned.
@@ -68,7 +67,8 @@ ZEP_MQTT_API platform_timer *platform_timer_create_win32(platform_timer_func fun
 ZEP_MQTT_API int32_t platform_timer_start_win32(platform_timer *timer);
 
 /**
- * Stops a timer. A call of its function that has begun runs to its end, which is not waited for.
+ * Stops a timer and waits for nothing: a call of its function that was due already may still begin
+ * after this has returned, and one that has begun runs to its end. Only destroy waits for it.
  *
  * @retval 1  stopped, or it was not running
  * @retval 0  null (no line), marked pointer, destroyed timer, or the system refused (ERROR line)

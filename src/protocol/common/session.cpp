@@ -134,7 +134,7 @@ void reset_packet_ids(mqtt_session &session) {
 // The client identifier and the counts outlive what they describe: the last lines carry them.
 void destroy(mqtt_session &session) {
     char client_id[sizeof session.client_id];
-    std::memcpy(client_id, session.client_id, sizeof client_id);
+    platform_strcpy_s(client_id, sizeof client_id, session.client_id);
     const uint32_t qos1_count = session.qos1_count;
     const uint32_t qos2_count = session.qos2_count;
 
