@@ -43,9 +43,8 @@ void fault_proxy::step() {
         return;
     }
     uint8_t buffer[65536];
-    const bool stalls = streams_[TO_BROKER].state == fault::stall;
-    const ssize_t got = stalls ? 0 : recv(client_, buffer, sizeof buffer, MSG_DONTWAIT);
-    if (!stalls && (got == 0 || (got < 0 && errno != EAGAIN))) {
+    const ssize_t got = recv(client_, buffer, sizeof buffer, MSG_DONTWAIT);
+    if (got == 0 || (got < 0 && errno != EAGAIN)) {
         return close();
     }
     const bytes taken = through(TO_BROKER, bytes(buffer, buffer + std::max<ssize_t>(got, 0)));

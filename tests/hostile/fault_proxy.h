@@ -13,7 +13,6 @@ enum class fault {
     none,
     hold,        // what follows waits for so many steps and then comes in one piece
     drop,        // what follows vanishes
-    stall,       // what follows is not taken from the client any more
     half_close,  // the reader sees the end of the stream; a client may still send, a broker leaves
     reset,       // the client sees a reset
 };
@@ -37,7 +36,7 @@ class fault_proxy {
     // The next connection that gets as far meets this fault, and no other one does.
     void arm(const wire_fault &fault) { armed_ = fault; }
     bool has_struck() const { return armed_.kind == fault::none; }
-    // What is held or stalled goes on with the next step.
+    // What is held goes on with the next step.
     void release() { streams_[TO_BROKER].state = streams_[TO_CLIENT].state = fault::none; }
 
     // Waits for a client and its first bytes.

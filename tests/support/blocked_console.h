@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <fcntl.h>
+#include <string>
 #include <thread>
 #include <unistd.h>
 
@@ -15,10 +16,8 @@ class blocked_console {
         std::fflush(stdout);
         std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
         (void)!pipe(ends_);
-        fcntl(ends_[1], F_SETFL, O_NONBLOCK);
-        for (const char filling[4096] = {}; write(ends_[1], filling, sizeof filling) > 0;) {
-        }
-        fcntl(ends_[1], F_SETFL, 0);
+        const std::string filling(static_cast<size_t>(fcntl(ends_[1], F_GETPIPE_SZ)), '\n');
+        (void)!write(ends_[1], filling.data(), filling.size());
         dup2(ends_[1], STDOUT_FILENO);
         close(ends_[1]);
     }

@@ -9,7 +9,6 @@
 #include <zep_mqtt/platform/timer.h>
 
 #include "support/blocked_console.h"
-#include "support/failing_malloc.h"
 #include "support/log_capture.h"
 
 namespace {
@@ -88,20 +87,6 @@ TEST_F(platform_timer_test, starts_and_stops_once_and_refuses_what_is_no_timer) 
               "[WARN] platform_timer_start_win32: 定时器已运行（" +
                   address + "[WARN] timer_callback_wrapper: 回调被阻止（定时器状态异常，" +
                   address);
-}
-
-TEST_F(platform_timer_test, leaves_nothing_behind_without_memory) {
-    for (uint64_t i = 0; i < 5; ++i) {
-        const zep_test::failing_malloc failing(i);
-        EXPECT_EQ(create(5), nullptr);
-    }
-    const zep_test::failing_malloc enough(5);
-    EXPECT_NE(create(5), nullptr);
-    platform_timer_destroy_win32(timer);
-    expect_lines({"create_win32: 内存分配失败\n", "create_win32: 互斥锁创建失败\n",
-                  "create_win32: 定时器句柄创建失败（错误码：12）\n",
-                  "create_win32: 定时器句柄创建失败（错误码：12）\n",
-                  "create_win32: 上下文内存分配失败\n"});
 }
 
 // The lines of start and stop must not hold up what else needs the timer.
