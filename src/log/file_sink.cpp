@@ -9,7 +9,7 @@
 #include "log/console.h"
 #include "log/log_lines.h"
 #include "platform/posix/static_lock.h"
-#include "platform/private_file.h"
+#include "platform/stream.h"
 
 FILE *g_log_file = nullptr;
 
@@ -30,9 +30,9 @@ void close_stream() {
     }
 }
 
-sink_state open_stream(file_start start) {
+sink_state open_stream(stream_mode mode) {
     close_stream();
-    g_log_file = open_private_file(LOG_FILE_NAME, start);
+    g_log_file = stream_open(LOG_FILE_NAME, mode);
     if (g_log_file == nullptr) {
         return sink_state::FAILED;
     }
@@ -62,12 +62,12 @@ bool has_reached_cap(int64_t size) {
 sink_state file_sink_open(uint32_t max_size) {
     const std::lock_guard guard(g_sink_lock);
     g_log_config.max_file_size = max_size;
-    return open_stream(file_start::append);
+    return open_stream(stream_mode::append);
 }
 
 sink_state file_sink_clear() {
     const std::lock_guard guard(g_sink_lock);
-    return g_log_file == nullptr ? sink_state::NONE : open_stream(file_start::empty);
+    return g_log_file == nullptr ? sink_state::NONE : open_stream(stream_mode::truncate);
 }
 
 bool file_sink_close() {
@@ -83,14 +83,14 @@ sink_trouble file_sink_write(uint32_t level, const char *message) {
     if (g_log_file == nullptr) {
         return met;
     }
-    const int64_t size = seek_end(g_log_file);
+    const int64_t size = stream_seek_end(g_log_file);
     if (size < 0) {
         close_stream();
         met.failure = "日志文件大小获取失败，关闭句柄";
         return met;
     }
     if (has_reached_cap(size)) {
-        const sink_state state = open_stream(file_start::empty);
+        const sink_state state = open_stream(stream_mode::truncate);
         if (state == sink_state::FAILED) {
             met.failure = "重建日志文件失败：" LOG_FILE_NAME;
             return met;
