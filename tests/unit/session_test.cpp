@@ -188,4 +188,13 @@ TEST_F(will, is_replaced_cleared_and_without_memory_half_gone) {
     EXPECT_TRUE(same(session, bare));
 }
 
+TEST(session, an_unterminated_identifier_is_not_read_past) {
+    mqtt_session session = {};
+    std::memset(session.client_id, 'x', sizeof session.client_id);
+    session.keep_alive = 0x7878;  // might be read for more of it
+    zep_test::log_capture log;
+    EXPECT_EQ(mqtt_session_destroy(&session), 0);
+    EXPECT_NE(log.take().find(" client_id: " + std::string(23, 'x') + "\n"), std::string::npos);
+}
+
 }  // namespace
