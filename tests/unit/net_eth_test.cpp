@@ -99,7 +99,7 @@ TEST(net_eth, datagrams_of_1024_bytes_are_queued_and_of_1025_reported) {
 // A watched socket that was closed behind the library's back, and its number
 // given to a stream.
 TEST(net_eth, closed_recycled_and_marked_descriptors_are_neither_read_nor_waited_for) {
-    agent_log_set_level(AGENT_LOG_FATAL);
+    log_capture log;
     ASSERT_EQ(net_interface_init(), NET_OK);
     const owned_fd peer = bound_socket(SOCK_DGRAM);
     const int32_t closed = net_interface_create_udp_socket();
@@ -121,6 +121,11 @@ TEST(net_eth, closed_recycled_and_marked_descriptors_are_neither_read_nor_waited
     send_datagram(peer, port_of(g_eth_socket), "alive");
     EXPECT_EQ(dequeued(), "alive");
     net_interface_deinit();
+    const std::string lines = log.take();
+    for (const int32_t left_out : {closed, recycled}) {
+        const std::string line = "套接字" + std::to_string(left_out) + "从ETH集合移除\n";
+        EXPECT_NE(lines.find(line), std::string::npos);
+    }
 }
 
 TEST(net_eth, own_socket_sends_and_receives) {
