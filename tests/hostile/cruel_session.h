@@ -3,14 +3,14 @@
 #pragma once
 
 #include <algorithm>
-#include <bitset>
 #include <map>
 #include <set>
 #include <thread>
 
 #include <zep_mqtt/platform/clock.h>
 
-#include "hostile/fault_proxy.h"
+#include "hostile/model_broker.h"
+#include "support/books.h"
 #include "support/client_fixture.h"
 
 namespace zep_test {
@@ -59,7 +59,7 @@ class cruel_session : public both_versions {
             other_end.join();
             heard_ = client->state == MQTT_CLIENT_CONNECTED ? proxy.passed(TO_CLIENT) : 0;
         }
-        expect_books_in_order();
+        EXPECT_STREQ(fault_in_books(*client), nullptr);
         const happenings news = callbacks.take();
         happened.insert(happened.end(), news.begin(), news.end());
         return true;
@@ -146,27 +146,7 @@ class cruel_session : public both_versions {
 
     bool is_settled() const {
         return client->state == MQTT_CLIENT_CONNECTED && !proxy.ended() &&
-               identifiers_in_use() + messages_cached() == 0 && !model.has_open_exchanges();
-    }
-
-    // The counts are the lengths of the lists, the identifiers in use those of the open exchanges.
-    void expect_books_in_order() const {
-        const mqtt_session &session = client->session;
-        std::bitset<MQTT_PACKET_ID_MAX + 1> open, in_use;
-        const auto length = [&](const auto *entry) {
-            uint32_t entries = 0;
-            for (; entry != nullptr; entry = entry->next, entries++) {
-                open.set(entry->msg.msg_id);
-            }
-            return entries;
-        };
-        EXPECT_EQ(length(session.qos1_cache), session.qos1_count);
-        EXPECT_EQ(length(session.qos2_cache), session.qos2_count);
-        for (size_t id = 0; id < in_use.size(); id++) {
-            in_use[id] = session.id_in_use[id] != 0;
-            open[id] = open[id] || client->awaited_ack[id] != 0;
-        }
-        EXPECT_EQ(in_use, open);
+               !zep_test::has_open_exchanges(*client) && !model.has_open_exchanges();
     }
 
     // QoS 0 at most once, QoS 1 at least once, QoS 2 once; undisturbed all of them once. What

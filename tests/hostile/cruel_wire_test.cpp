@@ -1,5 +1,4 @@
 // Whatever the wire does to a session, at whichever byte.
-#include <algorithm>
 #include <climits>
 
 #include "hostile/cruel_session.h"

@@ -10,17 +10,18 @@
 
 #include <zep_mqtt/protocol/v311/packet.h>
 
-#include "support/packets.h"
+#include "support/fault_proxy.h"
 
 namespace zep_test {
 
-class model_broker {
+class model_broker : public far_end {
  public:
     explicit model_broker(const dialect &version) : v_(&version) {}
 
-    void connection_begins() {
+    bool connection_begins() override {
         unread_.clear();
         connected_ = false;
+        return true;
     }
 
     // A message on 't' with a payload of two characters. Without a client QoS 1 and 2 wait for one.
@@ -38,8 +39,7 @@ class model_broker {
         next_id_++;
     }
 
-    // Takes bytes; gives what goes out now.
-    bytes answer(const bytes &arrived) {
+    bytes answer(const bytes &arrived) override {
         unread_.insert(unread_.end(), arrived.begin(), arrived.end());
         while (unread_.size() >= 2 && unread_.size() >= 2u + unread_[1]) {
             const auto end = unread_.begin() + 2 + unread_[1];

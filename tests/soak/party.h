@@ -1,39 +1,72 @@
-// A client that publishes numbered messages to one party and gets those of another one, over a wire
-// that sees all of it. After every pass of its loop its accounts must be in order: nothing is lost
-// on our side, and nothing comes from nowhere.
+// A client that publishes numbered messages to one party and gets those of another one.
 #pragma once
 
 #include <atomic>
-#include <deque>
-#include <map>
-#include <mutex>
-#include <set>
-#include <string>
-#include <vector>
+#include <optional>
 
-#include <zep_mqtt_sdk.h>
-
-#include "soak/ledger.h"
-#include "soak/wire.h"
+#include "soak/soak_client.h"
+#include "soak/unreliable_wire.h"
 
 namespace zep_test {
 
-class party {
+class party : private client_listener {
  public:
-    // Publishes to the next one of all the ledgers' owners.
-    party(int index, uint32_t version, uint16_t broker_port, bool unreliable_wire,
-          std::vector<ledger> &ledgers);
-    ~party();
-    party(const party &) = delete;
-    party &operator=(const party &) = delete;
+    // Publishes to the next one of all the ledgers' owners. With wire_seed the way to the broker is
+    // an unreliable one.
+    party(int index, uint32_t version, uint16_t broker_port, std::optional<unsigned> wire_seed,
+          client_maker make_client, std::vector<ledger> &ledgers)
+        : index_(index),
+          recipient_((index + 1) % static_cast<int>(ledgers.size())),
+          settings_{"party" + std::to_string(index), broker_port, version},
+          make_client_(std::move(make_client)),
+          ledgers_(ledgers),
+          mine_(ledgers[static_cast<size_t>(index)]) {
+        if (wire_seed) {
+            settings_.port = wire_.emplace(broker_port, *wire_seed).port();
+        }
+        client_ = make_client_(settings_, *this);
+    }
 
-    void turn();
+    void turn() {
+        client_->serve();
+        if (!client_->is_connected()) {
+            forget_subscription();
+        } else if (!subscribing_) {
+            subscribing_ = client_->subscribe(std::to_string(index_) + "/#");
+        }
+        ready = subscription_ != NEVER;
+        settled = ready && client_->is_idle() && mine_.is_settled();
+    }
+
     // The next message of every QoS, unless too many are open.
-    void publish();
+    void publish() {
+        for (unsigned qos = 0; qos < 3 && subscription_ != NEVER; qos++) {
+            if (next_[qos] == mine_.capacity() || !client_->has_room(qos)) {
+                continue;
+            }
+            const message_name name = {recipient_, index_, qos, next_[qos]++};
+            mine_.offer(name, connection_);
+            if (client_->publish(name.topic(), name.payload(), qos)) {
+                mine_.accept(name);
+            }
+            settled = false;
+        }
+    }
+
     // With another client, which knows nothing of what was open.
-    void reopen();
-    void let_wire_be(bool unreliable) { wire_.let_be(unreliable); }
-    unsigned wire_faults() const { return wire_.faults(); }
+    void reopen() {
+        client_.reset();
+        mine_.abandon_what_is_open();
+        forget_subscription();
+        client_ = make_client_(settings_, *this);
+    }
+
+    void let_wire_be(bool unreliable) {
+        if (wire_) {
+            wire_->let_be(unreliable);
+        }
+    }
+    unsigned wire_faults() const { return wire_ ? wire_->faults() : 0; }
 
     // For every thread, as of the last pass: subscriptions so far, whether the last one stands, and
     // whether nothing is open then.
@@ -41,64 +74,39 @@ class party {
     std::atomic<bool> ready{false}, settled{false};
 
  private:
-    struct open_exchange {
-        unsigned qos, number;
-        uint32_t qos2_state;
-        uint32_t retries;
-        uint64_t sent;  // ms tick of the last transmission
-    };
-    using exchanges = std::map<unsigned, open_exchange>;  // by identifier
+    void forget_subscription() {
+        subscription_ = NEVER;
+        subscribing_ = false;
+    }
 
-    void open_client();
-    void close_client();
-    bool is_ready() const;
-    bool is_settled() const;
-    unsigned cached() const;  // messages
-    void subscribe();
-    void publish_one(unsigned qos);
-    exchanges cached_exchanges() const;
-    void settle_accounts(const exchanges &before);
-    void acknowledged(unsigned id, const open_exchange &open);
-    void given_up(unsigned id, const open_exchange &open);
-
-    static void on_message(const zep_mqtt_sdk_msg *message);
-    static void on_response(const mqtt_broker_resp *response);
-    void deliver(const zep_mqtt_sdk_msg &message);
-    void respond(const mqtt_broker_resp &response);
-    void wire_connected();
-    void wire_passes(const passing_packet &packet);
-    void wire_passes_up(const passing_packet &packet);
+    void connected() override {
+        connection_ = steady_clock::now();
+        forget_subscription();
+    }
+    void subscribed() override {
+        subscription_ = steady_clock::now();
+        subscriptions++;
+    }
+    void delivered(const std::string &topic, const std::string &payload, unsigned qos) override {
+        const message_name name = message_name::parse(topic);
+        EXPECT_TRUE(name.recipient == index_ && name.qos == qos && name.payload() == payload)
+            << topic << " at QoS " << qos << ": " << payload;
+        ledgers_[static_cast<size_t>(name.sender)].deliver(name, subscription_);
+    }
+    void ended(const std::string &topic, fate how) override {
+        mine_.end(message_name::parse(topic), how, connection_);
+    }
 
     const int index_, recipient_;
-    const uint32_t version_;
+    client_settings settings_;
+    const client_maker make_client_;
     std::vector<ledger> &ledgers_;
     ledger &mine_;
-    const bool unreliable_wire_;
     unsigned next_[3] = {};
-    std::set<unsigned> answered_;         // identifiers, in this pass
-    std::map<unsigned, size_t> pubacks_;  // heard on this connection, by identifier
-    bool subscribed_ = false, subscribing_ = false;
-
-    // What the wire has seen, of this connection:
-    mutable std::mutex lock_;
-    std::deque<std::string> owed_;  // topics of messages to be delivered next
-    std::set<unsigned> incoming_;   // QoS 2, between PUBLISH and PUBREL
-    struct qos1_traffic {
-        std::vector<std::string> sent;  // topics
-        size_t answered;                // the first of them
-    };
-    std::map<unsigned, qos1_traffic> qos1_;  // by identifier
-    bool excused_ = false;                   // from delivering what is owed
-    // of all connections, by identifier:
-    struct qos2_exchange {
-        std::string topic;
-        bool released;
-    };
-    std::map<unsigned, qos2_exchange> sent_qos2_;
-    std::map<unsigned, unsigned> transmissions_;  // of the packet that is to be answered
-
-    wire wire_;
-    zep_mqtt_sdk_client *client_ = nullptr;
+    instant connection_ = NEVER, subscription_ = NEVER;  // since when
+    bool subscribing_ = false;
+    std::optional<unreliable_wire> wire_;
+    std::unique_ptr<soak_client> client_;
 };
 
 }  // namespace zep_test

@@ -72,6 +72,19 @@ void send_datagram(int socket, uint16_t port, const std::string &bytes) {
               static_cast<ssize_t>(bytes.size()));
 }
 
+bool send_all(int socket, const std::vector<uint8_t> &data) {
+    const timeval bound = {5, 0};
+    setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof bound);
+    for (size_t done = 0; done < data.size();) {
+        const ssize_t sent = send(socket, data.data() + done, data.size() - done, MSG_NOSIGNAL);
+        if (sent <= 0) {
+            return false;
+        }
+        done += static_cast<size_t>(sent);
+    }
+    return true;
+}
+
 void set_no_delay(int socket) {
     const int on = 1;
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);

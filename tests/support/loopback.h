@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace zep_test {
 
@@ -44,6 +45,8 @@ bool readable(int socket, int timeout_ms = 2000);
 // What one read gives; empty at the end of the stream and when nothing comes.
 std::string read_some(int socket);
 void send_datagram(int socket, uint16_t port, const std::string &bytes);
+// False: the peer has gone, or has taken nothing for five seconds.
+bool send_all(int socket, const std::vector<uint8_t> &data);
 // What is sent goes out at once, in packets of its own.
 void set_no_delay(int socket);
 // The peer will see a reset instead of the end of the stream.

@@ -1,11 +1,24 @@
-// A cruel wire: a proxy on 127.0.0.1, with a broker right behind it, that spoils one connection at
-// one byte. Bytes move only inside accept() and step(), so that a test decides who sees what when;
-// nothing waits longer than two seconds.
+// A cruel wire: a proxy on 127.0.0.1 that spoils one connection at one byte. Bytes move only inside
+// step(), so that a test decides who sees what when.
 #pragma once
 
-#include "hostile/model_broker.h"
+#include "support/packets.h"
 
 namespace zep_test {
+
+// What stands behind the proxy: a broker in the same process, or the way to another one.
+class far_end {
+ public:
+    virtual ~far_end() = default;
+    // False: there is nobody.
+    virtual bool connection_begins() = 0;
+    // Takes bytes; gives what goes to the client now.
+    virtual bytes answer(const bytes &arrived) = 0;
+    // Whether it has ended the connection.
+    virtual bool has_left() const { return false; }
+    // Readable when answer() is worth a call, -1 when that is not known.
+    virtual int descriptor() const { return -1; }
+};
 
 enum direction { TO_BROKER, TO_CLIENT };
 
@@ -26,7 +39,7 @@ struct wire_fault {
 
 class fault_proxy {
  public:
-    explicit fault_proxy(model_broker &broker);
+    explicit fault_proxy(far_end &broker);
     ~fault_proxy();
     fault_proxy(const fault_proxy &) = delete;
     fault_proxy &operator=(const fault_proxy &) = delete;
@@ -39,8 +52,12 @@ class fault_proxy {
     // What is held goes on with the next step.
     void release() { streams_[TO_BROKER].state = streams_[TO_CLIENT].state = fault::none; }
 
-    // Waits for a client and its first bytes.
+    // Waits two seconds for a client and its first bytes.
     void accept();
+    // False: nobody came in this time, or there was no broker for it.
+    bool accept_within(int bound_ms);
+    // Until there is something to move.
+    void wait(int bound_ms) const;
     // What has arrived goes to the broker, and what that answers goes to the client.
     void step();
     // Past the broker, to the client.
@@ -62,7 +79,7 @@ class fault_proxy {
     bytes through(direction way, const bytes &arrived);
     void close();
 
-    model_broker &broker_;
+    far_end &broker_;
     stream streams_[2];
     wire_fault armed_;
     uint16_t port_ = 0;

@@ -1,7 +1,8 @@
-#include "hostile/fault_proxy.h"
+#include "support/fault_proxy.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
@@ -13,12 +14,10 @@ namespace zep_test {
 namespace {
 
 constexpr int BOUND_MS = 2000;
-constexpr int WINDOW = 4096;  // small, so that a reader that has stopped soon shows
 
 }  // namespace
 
-fault_proxy::fault_proxy(model_broker &broker) : broker_(broker), listener_(bind_loopback(port_)) {
-    setsockopt(listener_, SOL_SOCKET, SO_RCVBUF, &WINDOW, sizeof WINDOW);
+fault_proxy::fault_proxy(far_end &broker) : broker_(broker), listener_(bind_loopback(port_)) {
     EXPECT_EQ(listen(listener_, 8), 0);
 }
 
@@ -28,14 +27,28 @@ fault_proxy::~fault_proxy() {
 }
 
 void fault_proxy::accept() {
+    ASSERT_TRUE(accept_within(BOUND_MS)) << "nobody connected";
+    EXPECT_TRUE(readable(client_, BOUND_MS));
+}
+
+bool fault_proxy::accept_within(int bound_ms) {
     close();
-    ASSERT_TRUE(readable(listener_, BOUND_MS)) << "nobody connected";
-    client_ = ::accept(listener_, nullptr, nullptr);
+    if (!readable(listener_, bound_ms)) {
+        return false;
+    }
+    client_ = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
     set_no_delay(client_);
     streams_[TO_BROKER] = streams_[TO_CLIENT] = {};
     ended_ = false;
-    broker_.connection_begins();
-    EXPECT_TRUE(readable(client_, BOUND_MS));
+    if (!broker_.connection_begins()) {
+        close();
+    }
+    return !ended_;
+}
+
+void fault_proxy::wait(int bound_ms) const {
+    pollfd ends[] = {{client_, POLLIN, 0}, {broker_.descriptor(), POLLIN, 0}};
+    poll(ends, std::size(ends), bound_ms);
 }
 
 void fault_proxy::step() {
@@ -49,7 +62,7 @@ void fault_proxy::step() {
     }
     const bytes taken = through(TO_BROKER, bytes(buffer, buffer + std::max<ssize_t>(got, 0)));
     send(through(TO_CLIENT, broker_.answer(taken)));
-    if (streams_[TO_BROKER].state == fault::half_close) {
+    if (broker_.has_left() || streams_[TO_BROKER].state == fault::half_close) {
         close();
     } else if (streams_[TO_CLIENT].state == fault::half_close) {
         ended_ = shutdown(client_, SHUT_WR) == 0;
@@ -84,8 +97,8 @@ bytes fault_proxy::through(direction way, const bytes &arrived) {
 }
 
 void fault_proxy::send(const bytes &packet) {
-    if (client_ >= 0 && !ended_) {
-        (void)!::send(client_, packet.data(), packet.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (client_ >= 0 && !ended_ && !send_all(client_, packet)) {
+        close();
     }
 }
 
