@@ -94,23 +94,6 @@ const malformed ONLY_50[] = {
      "3.3.2.3.5, 3.14.2.2.3: longer than this client takes"},
 };
 
-// Of 5.0, and too long for 3.1.1: what comes before the properties, the properties without their
-// length, and what follows.
-constexpr const char *REASON = "1f 0001 'r' 26 0001 'k' 0001 'v'";
-const char *const WITH_PROPERTIES[][3] = {
-    {"20 00 00 00", "11 0000003c 13 003c 1f 0001 'r' 26 0001 'k' 0001 'v'", ""},
-    {"32 00 0001 't' 0007",
-     "01 01 02 0000003c 03 0001 'c' 08 0001 'r' 09 0001 'd' 0b 01 26 0001 'k' 0001 'v'", "'hi'"},
-    {"40 00 0002 00", REASON, ""},
-    {"50 00 0003 00", REASON, ""},
-    {"62 00 0007 00", REASON, ""},
-    {"70 00 0003 00", REASON, ""},
-    {"90 00 0001", REASON, "01"},
-    {"b0 00 0004", REASON, "00"},
-    {"e0 00 8b", REASON, ""},
-    {"f0 00 18", "15 0001 'x' 16 0001 'd' 1f 0001 'r'", ""},
-};
-
 class malformed_test : public cruel_session {
  protected:
     // During the handshake and during exchanges.
@@ -143,36 +126,6 @@ class malformed_test : public cruel_session {
             }
         }
     }
-
-    // Too short and too long (the packet's own section), and with reserved flags (2.2.2 | 2.1.3).
-    void meet_distorted(const bytes &good) {
-        for (size_t size = 2; size < good.size() + 4; size++) {
-            bytes distorted = good;
-            distorted.resize(size);
-            distorted[1] = static_cast<uint8_t>(size - 2);
-            meet(distorted);
-        }
-        for (const int flags : {1, 2, 4, 8, 15}) {
-            bytes distorted = good;
-            distorted[0] = static_cast<uint8_t>(good[0] ^ flags);
-            meet(distorted);
-        }
-    }
-
-    // The properties end after any of their bytes (2.2.2), then the whole packet does.
-    void meet_cut(const char *head, const char *properties, const char *tail) {
-        const bytes whole = lay(properties);
-        bytes packet;
-        for (auto end = whole.begin();; end++) {
-            const bytes cut(whole.begin(), end);
-            packet = joined({lay(head), {static_cast<uint8_t>(cut.size())}, cut, lay(tail)});
-            packet[1] = static_cast<uint8_t>(packet.size() - 2);
-            if (end == whole.end()) {
-                return meet_distorted(packet);
-            }
-            meet(packet);
-        }
-    }
 };
 INSTANTIATE_TEST_SUITE_P(, malformed_test, testing::Values(&V311, &V50), version_name);
 
@@ -182,22 +135,6 @@ TEST_P(malformed_test, packets_wedge_nothing) {
         meet(ONLY_50);
     } else {
         meet(ONLY_311);
-    }
-}
-
-TEST_P(malformed_test, forms_of_every_packet_wedge_nothing) {
-    const std::pair<const char *, unsigned> packets[] = {
-        {v->connack, 0}, {v->publish0, 0}, {v->publish1, 7}, {v->publish2, 7},
-        {PUBACK, 2},     {PUBREC, 3},      {PUBREL, 7},      {PUBCOMP, 3},
-        {v->suback, 1},  {v->unsuback, 4}, {PINGRESP, 0},    {v->broker_disconnect, 0}};
-    for (const auto &[packet, id] : packets) {
-        meet_distorted(lay(packet, id));
-    }
-}
-
-TEST_P(malformed_test, properties_wedge_nothing) {
-    for (const auto &[head, properties, tail] : WITH_PROPERTIES) {
-        meet_cut(head, properties, tail);
     }
 }
 
