@@ -17,6 +17,21 @@ std::string_view take_level(std::string_view &text) {
 
 }  // namespace
 
+bool is_topic_name(std::string_view topic) {
+    return !topic.empty() && topic.find_first_of(std::string_view("+#\0", 3)) == topic.npos;
+}
+
+// A wildcard fills its level, and "#" is the last one.
+bool is_filter(std::string_view filter) {
+    bool valid = !filter.empty() && filter.find('\0') == filter.npos;
+    while (valid && filter.data() != nullptr) {
+        const std::string_view level = take_level(filter);
+        const bool is_wildcard = level == "+" || (level == "#" && filter.data() == nullptr);
+        valid = is_wildcard || level.find_first_of("+#") == level.npos;
+    }
+    return valid;
+}
+
 bool matches(std::string_view filter, std::string_view topic) {
     if (topic.starts_with('$') != filter.starts_with('$')) {
         return false;
@@ -35,12 +50,16 @@ bool matches(std::string_view filter, std::string_view topic) {
     return topic.data() == nullptr && (filter.data() == nullptr || filter == "#");
 }
 
-std::optional<std::string> shared_filter(const std::string &filter) {
-    if (!filter.starts_with(SHARE_PREFIX)) {
-        return {};
+bool is_shared(std::string_view filter) {
+    return filter.starts_with(SHARE_PREFIX);
+}
+
+std::string_view inner_filter(std::string_view filter) {
+    if (!is_shared(filter)) {
+        return filter;
     }
     const size_t group_end = filter.find('/', SHARE_PREFIX.size());
-    return group_end == std::string::npos ? std::string() : filter.substr(group_end + 1);
+    return group_end == std::string_view::npos ? "" : filter.substr(group_end + 1);
 }
 
 }  // namespace zep_demo
