@@ -13,7 +13,7 @@ namespace zep_test {
 
 namespace {
 
-constexpr int BOUND_MS = 2000;
+constexpr int ACCEPT_MS = 2000;
 
 }  // namespace
 
@@ -27,8 +27,8 @@ fault_proxy::~fault_proxy() {
 }
 
 void fault_proxy::accept() {
-    ASSERT_TRUE(accept_within(BOUND_MS)) << "nobody connected";
-    EXPECT_TRUE(readable(client_, BOUND_MS));
+    ASSERT_TRUE(accept_within(ACCEPT_MS)) << "nobody connected";
+    EXPECT_TRUE(readable(client_, ACCEPT_MS));
 }
 
 bool fault_proxy::accept_within(int bound_ms) {
