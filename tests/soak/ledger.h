@@ -103,8 +103,10 @@ class ledger {
         const std::lock_guard guard(lock_);
         for (std::vector<history> &column : histories_) {
             for (history &message : column) {
-                const bool is_open = message.accepted && message.end == fate::open;
-                message.end = is_open ? fate::abandoned : message.end;
+                if (message.accepted && message.end == fate::open) {
+                    message.end = fate::abandoned;
+                    message.ended = steady_clock::now();
+                }
             }
         }
         open_ = 0;
