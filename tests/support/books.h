@@ -1,7 +1,9 @@
 // What a client keeps about its open exchanges: caches, their counts, and packet identifiers.
 #pragma once
 
+#include <algorithm>
 #include <bitset>
+#include <iterator>
 
 #include <zep_mqtt/client/client.h>
 
@@ -50,14 +52,14 @@ inline const char *fault_in_books(const mqtt_client &client) {
     return client.busy != 0 ? "busy without an operation" : nullptr;
 }
 
+inline auto count_identifiers_in_use(const mqtt_client &client) {
+    const auto &in_use = client.session.id_in_use;
+    return std::count(std::begin(in_use), std::end(in_use), 1);
+}
+
 inline bool has_open_exchanges(const mqtt_client &client) {
-    const mqtt_session &session = client.session;
-    for (const uint8_t in_use : session.id_in_use) {
-        if (in_use != 0) {
-            return true;
-        }
-    }
-    return session.qos1_count + session.qos2_count != 0;
+    return count_identifiers_in_use(client) != 0 ||
+           client.session.qos1_count + client.session.qos2_count != 0;
 }
 
 }  // namespace zep_test
