@@ -17,7 +17,6 @@ TEST_P(loop_test, a_ping_goes_out_half_an_interval_after_the_last_activity) {
     pass(2);
     broker.expect(PINGREQ);  // once
     broker.expect_nothing();
-    expect_log("[DEBUG] MQTT_CLIENT: 发送心跳保活 PINGREQ，心跳间隔：60s");
     // A SUBACK and a PINGRESP are activity, an UNSUBACK and what a publish brings are not.
     send_message(1, 1);
     struct {
@@ -58,7 +57,6 @@ TEST_P(loop_test, a_ping_that_cannot_be_sent_ends_the_connection) {
     EXPECT_EQ(callbacks.take().size(), 3u);  // more than one read: what had arrived is not lost
     expect_disconnected();
     EXPECT_EQ(identifiers_in_use(), 0u);
-    expect_log("[ERROR] MQTT_CLIENT: 心跳报文发送失败（状态码：-1），标记断线");
     expect_happened({});
     broker.expect_closed();
 }
@@ -72,23 +70,18 @@ TEST_P(loop_test, a_client_comes_back_by_itself) {
     age(last_reconnect_tick, 4000);
     pass();
     broker.expect_no_connection();
-    for (const char *attempt : {"1", "2"}) {
+    for (int attempt = 1; attempt <= 2; attempt++) {
         age(last_reconnect_tick, 5000);
         pass();
         broker.accept();
         broker.expect(v->connect);  // with a clean start
-        expect_log(std::string("[INFO] MQTT_CLIENT: 触发自动重连【第") + attempt +
-                   "次】，尝试重新连接Broker：127.0.0.1:" + std::to_string(broker.port()));
         hear(v->connack_refused, 0, {"CONNACK failed result=-4"});
         broker.expect_closed();
     }
-    expect_logs({"[INFO] MQTT_CLIENT: 重连-发送CONNECT报文成功，等待CONNACK响应",
-                 is_50() ? "[ERROR] MQTT_CLIENT50: ❌ MQTT5.0连接失败，原因码=0x87，描述=无"
-                         : "[ERROR] MQTT_CLIENT❌ MQTT3.1.1 CONNACK错误码【5】，Broker拒绝连接！"});
     age(last_reconnect_tick, 5000);
     broker.stop_listening();
     pass(2);
-    EXPECT_EQ(logged("触发自动重连【第3次】"), 1);
+    EXPECT_EQ(client->reconnect_count, 3u);  // counted, refused or not, until a CONNACK accepts
     expect_disconnected();
 }
 
@@ -102,8 +95,8 @@ TEST_F(loop_311_test, clients_share_the_interval_between_attempts) {
     for (mqtt_client *each : {first, client, first, client}) {
         EXPECT_EQ(mqtt_client_loop(each), 0);
     }
-    EXPECT_EQ(logged("触发自动重连"), 1);
-    EXPECT_EQ(client->state, MQTT_CLIENT_DISCONNECTED);
+    EXPECT_EQ(first->reconnect_count, 1u);
+    EXPECT_EQ(client->reconnect_count, 0u);
     mqtt_client_destroy(first);
     broker.accept();
     broker.expect("10 0e 0004 'MQTT' 04 02 003c 0002 'c1' e0 00");
@@ -123,7 +116,6 @@ TEST_P(loop_test, every_fiftieth_pass_expires_old_messages) {
     EXPECT_EQ(identifiers_in_use(), 0u);
     EXPECT_EQ(messages_cached(), 0u);
     EXPECT_EQ(client->clean_tick, 0u);
-    expect_log("[DEBUG] MQTT_CLIENT: 清理超时QoS活重传缓存，共2条");
 }
 
 }  // namespace

@@ -49,39 +49,25 @@ TEST_P(publish_test, each_qos_has_its_exchange) {
     hear(PUBCOMP, 1, {"QOS2 ok id=1"});
     EXPECT_EQ(messages_cached(), 0u);
     EXPECT_EQ(identifiers_in_use(), 0u);
-    expect_logs({"[DEBUG] MQTT_CLIENT: QoS1 PUBACK处理成功（pkt_id：1）",
-                 "[DEBUG] MQTT_CLIENT: QoS2 PUBREL发送成功（pkt_id：1）",
-                 "[DEBUG] MQTT_CLIENT: QoS2 PUBCOMP处理成功（pkt_id：1）",
-                 "[WARN] MQTT_CLIENT: QoS2 ACK处理失败（未找到缓存，pkt_id：9）",
-                 "[WARN] MQTT_CLIENT: QoS1 PUBACK处理失败（参数无效，pkt_id：200）",
-                 "[WARN] MQTT_CLIENT: QoS1 PUBACK处理失败（未找到缓存，pkt_id：1），可能原因："
-                 "1.5.0无订阅者(0x10) 2.缓存已清理 3.发布时未入库"});
 }
 
 TEST_P(publish_test, what_cannot_be_sent_is_refused) {
     create();
     EXPECT_EQ(publish(1), is_50() ? MQTT_ERR_INTERNAL : MQTT_ERR_INVALID_PARAM);
-    EXPECT_EQ(logged("[ERROR] MQTT_CLIENT50: publish50 fail, conn state=0 (not connected)"),
-              is_50() ? 1 : 0);
     connect();
     struct {
         std::string topic;
         uint32_t qos;
         size_t payload;
         int32_t v311, v50;
-        const char *line311, *line50;
     } const cases[] = {
-        {"", 1, 2, -101, -101, "发布失败，Topic非法（空或超长，长度：0）", "topic null or empty"},
-        {std::string(65, 't'), 1, 2, -101, -101, "发布失败，Topic非法（空或超长，长度：65）",
-         "topic too long len=65 max=64"},
-        {"t", 3, 2, -102, -102, "无效QoS（3），QoS2开关：1", "invalid qos level=3"},
-        {"t", 1, 1025, -101, -114, "QoS消息处理失败（参数无效）", "encode failed err=-114"},
-        {"t", 0, 1025, -101, -114, "发布报文编码失败（参数无效）", "encode failed err=-114"},
+        {"", 1, 2, -101, -101},     {std::string(65, 't'), 1, 2, -101, -101},
+        {"t", 3, 2, -102, -102},    {"t", 1, 1025, -101, -114},
+        {"t", 0, 1025, -101, -114},
     };
     for (const auto &refused : cases) {
         EXPECT_EQ(publish(refused.qos, std::string(refused.payload, 'x'), refused.topic.c_str()),
                   is_50() ? refused.v50 : refused.v311);
-        expect_log(is_50() ? refused.line50 : refused.line311);
     }
     EXPECT_EQ(publish(0, "hi", nullptr), MQTT_ERR_INVALID_PARAM);
     EXPECT_EQ(client->busy, 0u);
@@ -106,10 +92,6 @@ TEST_P(publish_test, a_failed_send_keeps_neither_message_nor_identifier) {
     EXPECT_EQ(messages_cached(), 2u);
     EXPECT_EQ(identifiers_in_use(), 2u);
     pass(2);
-    expect_logs({is_50() ? "[ERROR] MQTT_CLIENT50: net send failed"
-                         : "[ERROR] MQTT_CLIENT: 发送发布报文失败（状态码：-1）",
-                 "[ERROR] MQTT_CLIENT: QoS1重传失败（状态码：-1）",
-                 "[ERROR] MQTT_CLIENT: QoS2重传失败（状态码：-1）"});
     // It is what the broker does that decides about the connection; the messages outlive it.
     EXPECT_EQ(client->state, MQTT_CLIENT_CONNECTED);
     broker.expect_closed();
@@ -155,8 +137,6 @@ TEST_P(publish_test, identifiers_run_out_and_come_back) {
         EXPECT_EQ(identifiers_in_use(), 0u);
         EXPECT_EQ(callbacks.take().size(), 256u - static_cast<unsigned>(qos1));
     }
-    expect_log(is_50() ? "[ERROR] MQTT_CLIENT50: publish50 fail, alloc msg id err=-106"
-                       : "[ERROR] MQTT_CLIENT: 申请Packet ID失败（Packet ID耗尽）");
 }
 
 TEST_P(publish_test, an_unacknowledged_message_is_repeated_and_given_up) {
@@ -177,8 +157,6 @@ TEST_P(publish_test, an_unacknowledged_message_is_repeated_and_given_up) {
     age_cache(16000);
     pass();
     broker.expect(v->pubrel_again, 2);
-    EXPECT_EQ(logged("[DEBUG] MQTT_CLIENT: QoS1重传1条消息"), 3);
-    EXPECT_EQ(logged("[DEBUG] MQTT_CLIENT: QoS2重传1条消息"), 4);
     EXPECT_EQ(client->session.qos1_count, 0u);
     EXPECT_EQ(identifiers_in_use(), 1u);
 }
@@ -252,8 +230,6 @@ TEST_P(publish_test, the_payload_is_protected_every_time_it_goes_out) {
     EXPECT_EQ(messages_cached(), 2u);
     EXPECT_EQ(identifiers_in_use(), 2u);
     EXPECT_EQ(client->busy, 0u);
-    expect_log(is_50() ? "[DEBUG] MQTT_CLIENT50: encrypt success! enc_len=4"
-                       : "[ERROR] MQTT_CLIENT: Payload加密失败/长度异常 (状态:1, 加密后长度:1024)");
 }
 
 TEST_P(publish_test, callbacks_may_not_start_another_operation) {
@@ -267,12 +243,6 @@ TEST_P(publish_test, callbacks_may_not_start_another_operation) {
     };
     hear(v->publish0, 0, {"message t [hi] qos=0"});
     broker.expect_nothing();
-    const std::string busy = "[WARN] MQTT_CLIENT: Client busy, ";
-    expect_logs({busy + "loop skip! op_type:2",
-                 is_50() ? "[WARN] MQTT_CLIENT50: publish50 fail, client busy, reject"
-                         : busy + "publish reject! op_type:2\n" + busy +
-                               "subscribe reject! op_type:2\n" + busy +
-                               "unsubscribe reject! op_type:2\n"});
     send_message(0, 0);
 }
 

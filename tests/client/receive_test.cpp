@@ -96,8 +96,6 @@ TEST_P(receive_test, the_largest_packets_keep_in_step) {
         broker.expect(PUBACK, 7);
         expect_happened({"message t [hi] qos=1 id=7"});
     }
-    EXPECT_EQ(logged("[WARN]"), 3);
-    EXPECT_EQ(logged("PINGRESP"), 0);
 }
 
 TEST_P(receive_test, the_rest_of_an_oversized_packet_does_not_reach_into_the_next_connection) {
@@ -126,8 +124,7 @@ TEST_P(receive_test, a_packet_that_never_ends_costs_the_connection) {
         connect();
         hear(endless, 0, {});
         age(client->rx_whole_ms, 59000);
-        hear(PINGRESP, 0, {});
-        EXPECT_EQ(logged("PINGRESP"), 0);
+        hear(PINGRESP, 0, {});  // which is not seen as one
         age(client->rx_whole_ms, 1000);
         pass();
         expect_happened({"DISCONNECT failed result=-4"});
@@ -202,10 +199,6 @@ TEST_P(receive_test, the_end_of_a_connection_is_noticed_at_once) {
     }
     begin_connect();  // a DISCONNECT ends a handshake, too
     hear(v->broker_disconnect, 0, LINK_LOST);
-    expect_log(
-        is_50()
-            ? "[WARN] MQTT_CLIENT⚠️ 收到5.0 Broker主动断开指令 DISCONNECT，标记断线"
-            : "[WARN] MQTT_CLIENT收到Broker主动断开指令 DISCONNECT，标记断线");
     broker.expect_closed();
 }
 
@@ -216,28 +209,18 @@ TEST_P(receive_test, what_a_broker_must_not_send_is_named) {
         hear(packet, 0, {});
         broker.expect_nothing();
     }
-    const std::string unknown = is_50() ? "收到5.0未知报文类型" : "收到未知报文类型";
-    expect_logs({"[DEBUG] MQTT_CLIENT" + unknown + " (0x08)", unknown + " (0x0C)"});
-    for (const char *name : {"PUBACK", "PUBREC", "PUBCOMP"}) {
-        EXPECT_EQ(
-            logged(std::string("[ERROR] MQTT_CLIENT5.0 ") + name + "报文解码失败，丢弃非法报文"),
-            is_50() ? 1 : 0);
-    }
 }
 
 TEST_P(receive_test, a_protected_message_is_deciphered_or_dropped) {
     turn_cipher_on();
     connect();
     const std::string head = is_50() ? "34 0a 0001 't' 0005 00" : "34 09 0001 't' 0005";
-    const std::string prefix = is_50() ? "MQTT_CLIENT5.0 " : "MQTT_CLIENT";
     hear(head + "69 6b 6e 0e", 0, {});
     hear(is_50() ? "30 05 0001 't' 00 69" : "30 04 0001 't' 69", 0, {});
     broker.expect_nothing();
-    EXPECT_EQ(logged("[ERROR] " + prefix + "Payload解密失败/长度异常，丢弃非法消息"), 2);
     // The dropped message is not remembered: its repetition counts.
     hear(head + "69 6b 6e 0f", 0, {"message t [hi] qos=2 id=5"});
     broker.expect(PUBREC, 5);
-    expect_log("[DEBUG] " + prefix + "Payload解密成功，加密长度:4，明文长度:2");
 }
 
 }  // namespace

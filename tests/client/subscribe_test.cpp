@@ -12,7 +12,6 @@ class subscribe_311_test : public client_test {};
 
 TEST_P(subscribe_test, a_subscription_is_recorded_and_acknowledged) {
     connect();
-    const std::string of_50 = is_50() ? "5.0 " : "";
     EXPECT_EQ(subscribe(), 0);
     broker.expect(v->subscribe, 1);
     EXPECT_EQ(g_mqtt_sub_ctx.count, 1u);
@@ -29,8 +28,6 @@ TEST_P(subscribe_test, a_subscription_is_recorded_and_acknowledged) {
     EXPECT_EQ(g_mqtt_sub_ctx.count, 0u);
     hear(v->unsuback, 1, {"message  [] qos=0 id=1", "UNSUBACK ok id=1"});
     EXPECT_EQ(identifiers_in_use(), 0u);
-    expect_logs({"[INFO] MQTT_CLIENT✅ 收到" + of_50 + "SUBACK订阅应答成功 (pkt_id:1, 授权QoS:1)",
-                 "[INFO] MQTT_CLIENT✅ 收到" + of_50 + "UNSUBACK取消订阅应答成功 (pkt_id:1)"});
 }
 
 TEST_P(subscribe_test, what_the_store_does_not_take_is_sent_all_the_same) {
@@ -46,10 +43,6 @@ TEST_P(subscribe_test, what_the_store_does_not_take_is_sent_all_the_same) {
     EXPECT_EQ(subscribe(std::string(64, 'f').c_str(), 0), is_50() ? 0 : MQTT_ERR_INVALID_PARAM);
     broker.expect(is_50() ? "82 46 id 00 0040 66*64 00" : "82 45 id 0040 66*64 00", 19);
     EXPECT_EQ(identifiers_in_use(), 19u);
-    if (!is_50()) {
-        expect_logs({"[WARN] MQTT_CLIENT: 本地订阅保存失败（缓存满）",
-                     "[WARN] MQTT_CLIENT: 取消订阅本地缓存清理失败（未找到缓存），可能主题未订阅"});
-    }
 }
 
 TEST_F(subscribe_311_test, what_cannot_be_subscribed_is_refused) {
@@ -57,7 +50,7 @@ TEST_F(subscribe_311_test, what_cannot_be_subscribed_is_refused) {
     EXPECT_EQ(subscribe(), MQTT_ERR_INVALID_PARAM);
     EXPECT_EQ(unsubscribe(), MQTT_ERR_INVALID_PARAM);
     connect();
-    const std::string too_long(65, 'f'), error = "[ERROR] MQTT_CLIENT: ";
+    const std::string too_long(65, 'f');
     for (const int32_t result : {subscribe(nullptr), subscribe(too_long.c_str()), subscribe("f", 3),
                                  unsubscribe(nullptr), unsubscribe(too_long.c_str())}) {
         EXPECT_EQ(result, MQTT_ERR_INVALID_PARAM);
@@ -65,12 +58,6 @@ TEST_F(subscribe_311_test, what_cannot_be_subscribed_is_refused) {
     EXPECT_EQ(subscribe("f\x01"), MQTT_ERR_UTF8_INVALID);
     EXPECT_EQ(mqtt_client_subscribe(client, "f", 0, 1), MQTT_ERR_NOT_SUPPORTED);
     EXPECT_EQ(identifiers_in_use(), 0u);
-    expect_logs(
-        {error + "无效空指针（调用函数：mqtt_client_subscribe）\n" + error +
-             "订阅失败，Topic非法（空指针/空字符串/超长，长度：0）",
-         error + "订阅失败，客户端未连接或QoS非法（QoS：3）", error + "Client侧禁用共享订阅",
-         error + "无效空指针（调用函数：mqtt_client_unsubscribe）\n" + error + "入参无效，空指针",
-         error + "取消订阅失败，主题格式非法（长度：65）"});
 }
 
 }  // namespace

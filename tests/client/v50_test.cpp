@@ -32,14 +32,6 @@ TEST_F(v50_test, the_connack_tells_what_the_broker_grants) {
         "22 0005 25 01 27 00000800 28 01 29 01 2a 01",
         0, {"CONNACK ok"});
     expect_info({5, 1, 2048, 3600, 10, 30, 1, 1}, "abc", "ok");
-    const std::string property = "[INFO] MQTT_CLIENT50: 5.0 CONNACK属性:";
-    expect_logs({"[WARN] MQTT_CLIENT50: 获取5.0信息失败，未连接5.0服务端",
-                 "[ERROR] MQTT_CLIENT50: 获取5.0信息失败，参数无效",
-                 "[INFO] MQTT_CLIENT50: 5.0 CONNACK解析:属性长度=12", property + "会话过期=3600s",
-                 property + "服务端心跳=30s", property + "服务端认证方法=\n",
-                 property + "服务端最大并发=10", property + "通配符订阅允许=1",
-                 property + "订阅ID允许=1", "[WARN] MQTT_CLIENT50: 5.0 CONNACK:未知属性ID=0x22",
-                 "[INFO] MQTT_CLIENT50: ✅ MQTT5.0连接成功，最大报文=2048Bytes，心跳=30s"});
 
     // The broker's keep-alive rules the pings, and its expiry goes back with the DISCONNECT.
     age(client->last_activity_ms, 14000);
@@ -64,7 +56,6 @@ TEST_F(v50_test, the_connack_tells_what_the_broker_grants) {
 TEST_F(v50_test, a_connack_may_refuse_or_not_decode) {
     begin_connect();
     hear("20 0f 00 86 0c 1f 0009 'bad login'", 0, {"CONNACK failed result=-4"});
-    expect_log("[ERROR] MQTT_CLIENT50: ❌ MQTT5.0连接失败，原因码=0x86，描述=bad login");
     EXPECT_EQ(client->conn_info->reason_code, 0x86);
     broker.expect_closed();
     begin_connect();  // without a readable one the time-out speaks
@@ -77,8 +68,6 @@ TEST_F(v50_test, a_connack_may_refuse_or_not_decode) {
     EXPECT_EQ(mqtt50_client_handle_connack(client, &connack), 0);
     EXPECT_EQ(mqtt50_client_handle_connack(client, nullptr), MQTT_ERR_INVALID_PARAM);
     EXPECT_EQ(client->conn_info->protocol_version, 0u);
-    expect_logs({"[WARN] MQTT_CLIENT50: 5.0 CONNACK WARN: 非CONNECTING状态，忽略报文",
-                 "[ERROR] MQTT_CLIENT50: 5.0 CONNACK ERR: 入参空指针，非法调用"});
 }
 
 TEST_F(v50_test, acknowledgements_carry_reasons_and_properties) {
@@ -90,8 +79,6 @@ TEST_F(v50_test, acknowledgements_carry_reasons_and_properties) {
         send_message(1, 1);
         hear(packet, 1, {std::string("PUBACK ok") + result + " id=1"});
     }
-    expect_logs({"[INFO] MQTT_CLIENT: 5.0 PUBACK提示：无匹配订阅者（pkt_id：1），消息未转发",
-                 "[DEBUG] MQTT_CLIENT: 收到5.0 PUBACK（pkt_id：1，原因码：0x97）"});
     send_message(2, 1);
     hear("50 04 id 80 00", 1, {"QOS2 ok id=1"});  // the reason of a PUBREC is not looked at
     broker.expect(PUBREL, 1);
@@ -138,16 +125,6 @@ TEST_F(v50_test, a_message_may_expire_and_be_repeated_by_the_application) {
     client->conn_info->protocol_version = 0;
     EXPECT_EQ(publish(0), MQTT_ERR_VERSION_UNSUPPORTED);
     client->conn_info->protocol_version = 5;
-    const std::string debug = "[DEBUG] MQTT_CLIENT50: ";
-    expect_logs({debug + "publish50 use dup msg id=42",
-                 "[ERROR] MQTT_CLIENT50: publish50 fail, client/msg50 null",
-                 "[ERROR] MQTT_CLIENT50: publish50 fail, not mqtt5.0 connection",
-                 // Written for every publish, whether the cipher is on or not.
-                 debug + "[crypto] enable=0\n[DEBUG] MQTT_CLIENT50 [crypto key]",
-                 "MQTT_CLIENT50 [crypto iv] ", debug + "orig payload len=2",
-                 "MQTT_CLIENT50 [orig payload]",
-                 debug + "packet assembled: t, qos=1, payload_len=2",
-                 "[INFO] MQTT_CLIENT50: publish50 success! topic=t"});
 }
 
 TEST_F(v50_test, shared_subscriptions_are_composed_or_refused) {
@@ -189,8 +166,6 @@ TEST_F(v50_test, integrators_have_operations_of_their_own) {
     client->config.mqtt_version = 9;
     EXPECT_EQ(mqtt50_version_auto_detect(packet, 2, client), 4u);
     client->config.mqtt_version = 5;
-    expect_logs({"[WARN] MQTT_CLIENT50: ⚠️ 无版本信息，兜底返回MQTT3.1.1",
-                 "[ERROR] MQTT_CLIENT50: ❌ 版本检测参数非法，兜底返回MQTT3.1.1"});
     EXPECT_EQ(mqtt50_unsubscribe_packet_encode(client, "x", packet, &size), MQTT_ERR_INVALID_PARAM);
     EXPECT_EQ(mqtt50_disconnect_packet_encode(client, 0, packet, &size), MQTT_ERR_INVALID_PARAM);
     connect();
@@ -206,11 +181,6 @@ TEST_F(v50_test, integrators_have_operations_of_their_own) {
     EXPECT_EQ(mqtt50_client_handle_unsuback(client, &good), 0);
     EXPECT_EQ(identifiers_in_use(), 0u);
     EXPECT_EQ(mqtt50_client_handle_unsuback(client, nullptr), MQTT_ERR_INVALID_PARAM);
-    expect_logs(
-        {"[INFO] MQTT_CLIENT50: 收到5.0 UNSUBACK [msg_id=1，原因码=0x91]\n"
-         "[ERROR] MQTT_CLIENT50: 5.0取消订阅失败 [msg_id=1，原因码=0x91]\n"
-         "[WARN] MQTT_CLIENT50: Packet ID冲突，重新申请ID重试取消订阅",
-         "[INFO] MQTT_CLIENT50: 5.0取消订阅成功 [msg_id=1]"});
 }
 
 TEST_F(v50_test, the_way_back_to_311_uses_a_new_connection) {
@@ -220,12 +190,8 @@ TEST_F(v50_test, the_way_back_to_311_uses_a_new_connection) {
     send_message(1, 2);
     client->conn_info->server_keep_alive = 30;
     for (mqtt_client *switched : {static_cast<mqtt_client *>(nullptr), client, client}) {
-        mqtt_client_version_downgrade(switched);
+        mqtt_client_version_downgrade(switched);  // and says so once
     }
-    EXPECT_EQ(
-        logged(
-            "[WARN] MQTT_CLIENT50: ⚠️ MQTT5.0协商失败/服务端不支持，自动降级到3.1.1协议"),
-        1);
     EXPECT_EQ(client->state, MQTT_CLIENT_DISCONNECTED);
     EXPECT_EQ(client->conn_info->server_keep_alive, 0);
     EXPECT_EQ(mqtt_client_connect(client), 0);  // no use while the old connection stands

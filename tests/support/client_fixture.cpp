@@ -78,14 +78,10 @@ void chart_test::TearDown() {
     if (broker.connected()) {
         broker.expect_nothing();
     }
-    read_log();
-    destroy();
+    run_quietly([this] { destroy(); });
     expect_happened({});
-    log_ += warnings_of(capture_->take());
     capture_.reset();
-    if (log_is_recorded) {
-        expect_recorded(log_);
-    }
+    expect_recorded(recorded_);
     if (HasFailure()) {
         std::printf("the log of the test:\n%s", log_.c_str());
     }
@@ -99,43 +95,17 @@ void chart_test::expect_happened(const happenings &expected, where at) {
     }
 }
 
-void chart_test::read_log() {
-    if (capture_) {
-        log_ += capture_->take();
-        capture_.emplace();
-    }
+std::string chart_test::take_log() {
+    const std::string taken = capture_->take();
+    capture_.emplace();
+    log_ += taken;
+    return taken;
 }
 
-void chart_test::forget_log() {
-    read_log();
-    forgotten_ = log_.size();
-}
-
-void chart_test::forget_all_but_warnings() {
-    read_log();
-    log_ = log_.substr(0, forgotten_) + warnings_of(log_.substr(forgotten_));
-    forgotten_ = log_.size();
-}
-
-int chart_test::logged(const std::string &part) {
-    read_log();
-    int found = 0;
-    for (size_t at = forgotten_; (at = log_.find(part, at)) != std::string::npos; found++) {
-        at += part.size();
-    }
-    return found;
-}
-
-void chart_test::expect_log(const std::string &part, where at) {
-    if (logged(part) == 0) {
-        ADD_FAILURE_AT(at.file, at.line) << "not in the log: " << part;
-    }
-}
-
-void chart_test::expect_logs(const std::vector<std::string> &parts, where at) {
-    for (const std::string &part : parts) {
-        expect_log(part, at);
-    }
+void chart_test::run_quietly(const std::function<void()> &step) {
+    recorded_ += take_log();
+    step();
+    recorded_ += warnings_of(take_log());
 }
 
 client_test::client_test(const dialect &version) : chart_test(version) {
@@ -172,10 +142,10 @@ void client_test::begin_connect(where at) {
 }
 
 void client_test::connect() {
-    forget_log();
-    begin_connect();
-    hear(v->connack, 0, {"CONNACK ok"});
-    forget_all_but_warnings();
+    run_quietly([this] {
+        begin_connect();
+        hear(v->connack, 0, {"CONNACK ok"});
+    });
     if (client->state != MQTT_CLIENT_CONNECTED) {
         throw std::runtime_error("not connected");
     }

@@ -61,28 +61,17 @@ class chart_test : public testing::Test {
     // These callbacks have been made since the last look, and no others.
     void expect_happened(const happenings &expected, where at = {});
 
-    // The log since the start of the test or the last forget_log().
-    int logged(const std::string &part);
-    void expect_log(const std::string &part, where at = {});
-    void expect_logs(const std::vector<std::string> &parts, where at = {});
-    void forget_log();
-
-    // Takes out what is written since then and is less than a warning.
-    void forget_all_but_warnings();
-
-    // The whole log is compared with the recorded one, but for what is less than a warning while
-    // connect() or TearDown() runs. Not where chance rules which lines come, or how often.
-    bool log_is_recorded = true;
+    // Runs a step of the fixture, of whose log only the warnings stay in the one that is recorded.
+    void run_quietly(const std::function<void()> &step);
 
     scripted_broker broker;
     const dialect *v;
     callback_recorder callbacks;
 
  private:
-    void read_log();
+    std::string take_log();
     std::optional<log_capture> capture_;
-    std::string log_;
-    size_t forgotten_ = 0;
+    std::string log_, recorded_;  // the second without what quiet steps wrote
 };
 
 // A client of the core; speaks 3.1.1 unless a test says otherwise.

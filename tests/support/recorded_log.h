@@ -1,4 +1,4 @@
-// Compares what the library logs in a test with the file that was recorded for it:
+// Compares what the library logs in a test of tests/client with the file that was recorded for it:
 // tests/logs/<suite>.<test>.log, with the version at the end where a test runs for both.
 #pragma once
 
