@@ -206,7 +206,6 @@ TEST_F(handle_test, a_missing_handle_is_refused) {
     expect_operations(ZEP_MQTT_SDK_ERR_PARAM);
 }
 
-// What a reader of its log sees: the banner and the two lines of the library once.
 TEST_F(handle_test, the_library_wide_lines_are_written_once) {
     EXPECT_EQ(zep_mqtt_sdk_client_create(nullptr, callback_recorder::public_message, nullptr),
               nullptr);
@@ -218,6 +217,9 @@ TEST_F(handle_test, the_library_wide_lines_are_written_once) {
     EXPECT_EQ(publish(0), 0);  // a TCP client goes on
     broker.expect(v->publish0);
     say_goodbye();
+    for (const char *once : {"MQTT Client SDK", "global init success", "global deinit success"}) {
+        EXPECT_EQ(logged(once), 1) << once;
+    }
 }
 
 TEST_F(handle_50_test, the_largest_packet_limits_connect_and_publish) {

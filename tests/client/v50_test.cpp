@@ -190,8 +190,9 @@ TEST_F(v50_test, the_way_back_to_311_uses_a_new_connection) {
     send_message(1, 2);
     client->conn_info->server_keep_alive = 30;
     for (mqtt_client *switched : {static_cast<mqtt_client *>(nullptr), client, client}) {
-        mqtt_client_version_downgrade(switched);  // and says so once
+        mqtt_client_version_downgrade(switched);
     }
+    EXPECT_EQ(logged("自动降级到3.1.1协议"), 1);
     EXPECT_EQ(client->state, MQTT_CLIENT_DISCONNECTED);
     EXPECT_EQ(client->conn_info->server_keep_alive, 0);
     EXPECT_EQ(mqtt_client_connect(client), 0);  // no use while the old connection stands

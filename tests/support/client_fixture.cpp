@@ -95,7 +95,7 @@ void chart_test::expect_happened(const happenings &expected, where at) {
     }
 }
 
-std::string chart_test::take_log() {
+std::string chart_test::new_log() {
     const std::string taken = capture_->take();
     capture_.emplace();
     log_ += taken;
@@ -103,9 +103,24 @@ std::string chart_test::take_log() {
 }
 
 void chart_test::run_quietly(const std::function<void()> &step) {
-    recorded_ += take_log();
+    recorded_ += new_log();
     step();
-    recorded_ += warnings_of(take_log());
+    recorded_ += warnings_of(new_log());
+}
+
+int chart_test::logged(const std::string &part) {
+    recorded_ += new_log();
+    int found = 0;
+    for (size_t at = 0; (at = log_.find(part, at)) != std::string::npos; at += part.size()) {
+        found++;
+    }
+    return found;
+}
+
+void chart_test::expect_log(const std::string &part, where at) {
+    if (logged(part) == 0) {
+        ADD_FAILURE_AT(at.file, at.line) << "not in the log: " << part;
+    }
 }
 
 client_test::client_test(const dialect &version) : chart_test(version) {

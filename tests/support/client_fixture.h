@@ -61,6 +61,11 @@ class chart_test : public testing::Test {
     // These callbacks have been made since the last look, and no others.
     void expect_happened(const happenings &expected, where at = {});
 
+    // The recorded log holds every line in its place; these are for the line that is the point of a
+    // test. How often the log has had the text so far:
+    int logged(const std::string &part);
+    void expect_log(const std::string &part, where at = {});
+
     // Runs a step of the fixture, of whose log only the warnings stay in the one that is recorded.
     void run_quietly(const std::function<void()> &step);
 
@@ -69,7 +74,7 @@ class chart_test : public testing::Test {
     callback_recorder callbacks;
 
  private:
-    std::string take_log();
+    std::string new_log();
     std::optional<log_capture> capture_;
     std::string log_, recorded_;  // the second without what quiet steps wrote
 };
