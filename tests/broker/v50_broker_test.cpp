@@ -1,6 +1,4 @@
 // The library against mosquitto, through the public interface: what only 5.0 has.
-#include <set>
-
 #include <zep_mqtt/client/handle.h>
 #include <zep_mqtt/client/v50.h>
 
@@ -48,60 +46,23 @@ TEST_F(v50, session_expiry_and_message_expiry) {
     EXPECT_EQ(1U, reader.messages().size());
 }
 
-TEST_F(v50, shared_subscription_split_between_two_clients) {
-    constexpr size_t COUNT = 20;
+// That a shared subscription splits the messages is what the demonstration shows.
+TEST_F(v50, a_shared_subscription_is_ended_by_its_whole_filter) {
     mosquitto broker;
     client writer(config("writer", broker));
     client one(config("one", broker));
     client two(config("two", broker));
-    client outside(config("outside", broker));
-    for (client *each : {&writer, &one, &two, &outside}) {
+    for (client *each : {&writer, &one, &two}) {
         ASSERT_TRUE(connect_and_wait(*each));
     }
     ASSERT_TRUE(subscribe_and_wait(one, "jobs/+", 1, "crew"));
     ASSERT_TRUE(subscribe_and_wait(two, "jobs/+", 1, "crew"));
-    ASSERT_TRUE(subscribe_and_wait(outside, "jobs/+", 1));
-    for (size_t i = 0; i < COUNT; i++) {
-        ASSERT_TRUE(publish_and_wait(writer, "jobs/all", std::to_string(i), 1));
-    }
-    EXPECT_TRUE(loop_until({&one, &two, &outside}, [&] {
-        return one.messages().size() + two.messages().size() >= COUNT &&
-               outside.messages().size() >= COUNT;
-    }));
-    std::multiset<std::string> done;
-    for (const client *each : {&one, &two}) {
-        EXPECT_FALSE(each->messages().empty());
-        for (const received_message &message : each->messages()) {
-            done.insert(message.payload);
-        }
-    }
-    EXPECT_EQ(COUNT, done.size());
-    EXPECT_EQ(COUNT, std::set<std::string>(done.begin(), done.end()).size()) << "each job once";
-    EXPECT_EQ(COUNT, outside.messages().size());
-
-    // It is ended by its whole filter; then the other one has it for itself.
     ASSERT_TRUE(unsubscribe_and_wait(one, "$share/crew/jobs/+"));
-    const size_t before = two.messages().size();
-    for (size_t i = 0; i < 4; i++) {
+    for (int i = 0; i < 4; i++) {
         ASSERT_TRUE(publish_and_wait(writer, "jobs/all", "more", 1));
     }
-    EXPECT_TRUE(loop_until({&two}, [&] { return two.messages().size() == before + 4; }));
-}
-
-TEST_F(v50, the_keep_alive_of_the_broker_rules) {
-    mosquitto broker("max_keepalive 10\n");
-    client who(config("who", broker));
-    ASSERT_TRUE(connect_and_wait(who));
-    EXPECT_EQ(10, negotiated(who).server_keep_alive);
-}
-
-TEST_F(v50, a_refused_connection_tells_its_reason) {
-    constexpr uint8_t NOT_AUTHORIZED = 0x87;
-    mosquitto broker("joe", "secret");
-    client stranger(config("stranger", broker));
-    EXPECT_FALSE(connect_and_wait(stranger));
-    EXPECT_EQ(NOT_AUTHORIZED, negotiated(stranger).reason_code);
-    EXPECT_FALSE(stranger.connected());
+    EXPECT_TRUE(loop_until({&one, &two}, [&] { return two.messages().size() == 4; }));
+    EXPECT_EQ(0U, one.messages().size());
 }
 
 }  // namespace
