@@ -1,6 +1,5 @@
 #include "qos/received_ids.h"
 #include "qos_fixture.h"
-#include "support/failing_malloc.h"
 
 namespace {
 
@@ -62,19 +61,6 @@ TEST_P(qos_cache, makes_room_only_where_priority_is_low_and_the_message_old) {
     EXPECT_EQ(entries(qos())[0].msg.msg_id, 128);
     EXPECT_EQ(used_ids().size(), limit() - 1) << "7 and 101 are back, 128 was not claimed here";
     agent_log_set_level(AGENT_LOG_WARN);
-}
-
-TEST_P(qos_cache, caches_nothing_without_memory) {
-    const std::string copy_failed = "[ERROR] " + name() + "消息深拷贝失败：PacketID=1\n";
-    uint64_t fail_at = 0;
-    for (const std::string &line :
-         {"[FATAL] " + name() + "缓存内存分配失败\n", copy_failed, copy_failed}) {
-        const failing_malloc failure(fail_at++);
-        log_capture log;
-        EXPECT_EQ(process(4, qos(), 1, 1), -103);
-        EXPECT_TRUE(log.take().ends_with(line)) << line;
-        EXPECT_EQ(cached_ids(qos()), ids{});
-    }
 }
 
 TEST_P(qos_cache, clean_ups_look_at_age_and_priority) {

@@ -108,21 +108,6 @@ TEST(session, threads_start_and_destroy_sessions_at_once) {
     EXPECT_EQ(lines.find("跳过重复调用"), std::string::npos);
 }
 
-TEST(session, a_failed_store_fails_the_session_and_is_tried_again) {
-    mqtt_session session = {};
-    {
-        const zep_test::failing_malloc failure(0);
-        zep_test::log_capture log;
-        EXPECT_EQ(mqtt_session_init(&session, "c1", 1, 60), -103);
-        EXPECT_TRUE(
-            log.take().ends_with("[ERROR] mqtt_topic: create mutex failed\n"
-                                 "[FATAL] 静态订阅列表初始化失败，错误码：-101\n"));
-        EXPECT_EQ(g_sub_ctx_inited, 0);
-    }
-    EXPECT_EQ(mqtt_session_init(&session, "c1", 1, 60), 0);
-    EXPECT_EQ(g_sub_ctx_inited, 1);
-}
-
 class will : public testing::Test {
  protected:
     void SetUp() override {
