@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <regex>
 #include <vector>
 
 namespace zep_test {
@@ -16,77 +16,38 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const testing::TestInfo &this_test() {
-    return *testing::UnitTest::GetInstance()->current_test_info();
-}
-
-std::string name_of_this_test() {
-    std::string name = std::string(this_test().test_suite_name()) + "." + this_test().name();
-    for (char &c : name) {
-        c = c == '/' ? '.' : c;
-    }
-    return name;
-}
+// What a run is free to choose, and what is written for it.
+const std::pair<std::regex, const char *> CHOICES[] = {
+    {std::regex("(套接字(?:句柄|已关闭|成功)?(?:：|=|\\()?|标记完成，句柄：)[0-9]+"), "$1<socket>"},
+    {std::regex("(127\\.0\\.0\\.1:|broker_port：|动态端口：)[1-9][0-9]*"), "$1<port>"},
+    {std::regex("0x[0-9a-f]{6,}"), "<address>"},
+    {std::regex("(malloc失败：申请大小=)[0-9]+"), "$1<size>"},
+};
+const std::regex LEFT_OUT("内存日志\\] (malloc成功|正常释放内存)|eth_interrupt_thread_proc");
+const std::regex DUMP_ROW("\\[DEBUG\\] ([0-9A-F]{2} )+\n");
 
 // A line ends where the next level begins, for a text may hold line feeds.
 std::vector<std::string> lines_of(const std::string &log) {
     std::vector<std::string> lines;
-    for (size_t start = 0; start < log.size();) {
+    for (size_t start = 0; start < log.size(); start += lines.back().size()) {
         const size_t end = std::min(log.find("\n[", start), log.size() - 1) + 1;
         lines.push_back(log.substr(start, end - start));
-        start = end;
     }
     return lines;
-}
-
-bool contains(const std::string &line, const char *part) {
-    return line.find(part) != std::string::npos;
-}
-
-bool is_left_out(const std::string &line) {
-    return contains(line, "[内存日志] malloc成功") || contains(line, "[内存日志] 正常释放内存") ||
-           contains(line, "eth_interrupt_thread_proc");
-}
-
-// What a run is free to choose: the number behind each of these texts.
-struct {
-    const char *before, *name;
-} const CHOICES[] = {
-    {"套接字", "<socket>"},
-    {"套接字=", "<socket>"},
-    {"套接字(", "<socket>"},
-    {"套接字句柄：", "<socket>"},
-    {"套接字已关闭：", "<socket>"},
-    {"套接字成功：", "<socket>"},
-    {"标记完成，句柄：", "<socket>"},
-    {"127.0.0.1:", "<port>"},
-    {"broker_port：", "<port>"},
-    {"动态端口：", "<port>"},
-    {"session 地址 = 0x", "<address>"},
-    {"[内存日志] malloc失败：申请大小=", "<size>"},
-};
-
-bool is_dump_row(const std::string &line) {
-    return line.find_first_not_of("0123456789ABCDEF \n", std::strlen("[DEBUG] ")) ==
-           std::string::npos;
 }
 
 std::string comparable(const std::string &log) {
     std::string text;
     bool in_dump = false;
-    for (const std::string &line : lines_of(log)) {
-        const bool goes_on = in_dump && is_dump_row(line);
-        in_dump = is_dump_row(line);
-        text += goes_on || is_left_out(line) ? "" : line;
-    }
-    for (const auto &[before, name] : CHOICES) {
-        for (size_t at = 0; (at = text.find(before, at)) != std::string::npos;) {
-            at += std::strlen(before);
-            const size_t end = text.find_first_not_of("0123456789abcdef", at);
-            if (end != at && text[at] != '0') {
-                text.replace(at, end - at, name);
+    for (std::string &line : lines_of(log)) {
+        const bool is_row = std::regex_match(line, DUMP_ROW);
+        if (!(in_dump && is_row) && !std::regex_search(line, LEFT_OUT)) {
+            for (const auto &[choice, name] : CHOICES) {
+                line = std::regex_replace(line, choice, name);
             }
+            text += line;
         }
+        in_dump = is_row;
     }
     return text;
 }
@@ -97,14 +58,13 @@ std::string contents(const fs::path &file) {
 }
 
 std::string unified_diff(const fs::path &recorded, const std::string &log) {
-    const fs::path written = fs::temp_directory_path() / (name_of_this_test() + ".log");
+    const fs::path written = fs::temp_directory_path() / recorded.filename();
     std::ofstream(written, std::ios::binary) << log;
     const std::string command = "diff -uN '" + recorded.string() + "' '" + written.string() + "'";
     std::string text;
     if (FILE *const output = popen(command.c_str(), "r")) {
-        char part[4096];
-        while (const size_t read = std::fread(part, 1, sizeof part, output)) {
-            text.append(part, read);
+        for (char part[4096]; std::fgets(part, sizeof part, output) != nullptr;) {
+            text += part;
         }
         pclose(output);
     }
@@ -115,10 +75,13 @@ std::string unified_diff(const fs::path &recorded, const std::string &log) {
 }  // namespace
 
 void expect_recorded(const std::string &log) {
-    if (fs::path(this_test().file()).parent_path().filename() != "client") {
+    const testing::TestInfo &test = *testing::UnitTest::GetInstance()->current_test_info();
+    if (fs::path(test.file()).parent_path().filename() != "client") {
         return;
     }
-    const fs::path file = fs::path(ZEP_RECORDED_LOGS) / (name_of_this_test() + ".log");
+    std::string name = std::string(test.test_suite_name()) + "." + test.name() + ".log";
+    std::replace(name.begin(), name.end(), '/', '.');
+    const fs::path file = fs::path(ZEP_RECORDED_LOGS) / name;
     const std::string actual = comparable(log);
     if (std::getenv("ZEP_RENEW_LOGS") == nullptr) {
         if (contents(file) != actual) {
@@ -133,9 +96,7 @@ void expect_recorded(const std::string &log) {
 std::string warnings_of(const std::string &log) {
     std::string warnings;
     for (const std::string &line : lines_of(log)) {
-        if (line.rfind("[DEBUG]", 0) != 0 && line.rfind("[INFO]", 0) != 0) {
-            warnings += line;
-        }
+        warnings += line.starts_with("[DEBUG]") || line.starts_with("[INFO]") ? "" : line;
     }
     return warnings;
 }
