@@ -112,7 +112,12 @@ TEST_F(handle_test, a_configuration_that_cannot_work_is_refused) {
 }
 
 TEST_F(handle_test, the_configuration_reaches_the_connect) {
-    const std::string longest(64, 'u'), topic(63, 'w');
+    const std::string cut(24, 'c'), longest(64, 'u'), topic(63, 'w');
+    const uint8_t key[16] = {1, 2, 3, 4}, iv[16] = {5};
+    config.client_id = cut.c_str();
+    config.crypto_enable = 1;
+    config.crypto_key = key;
+    config.crypto_iv = iv;
     config.keep_alive = 0x1003c;  // the low 16 bits count
     config.username = longest.c_str();
     config.will_flag = 1;
@@ -122,7 +127,17 @@ TEST_F(handle_test, the_configuration_reaches_the_connect) {
     config.will_qos = 1;
     config.will_retain = 7;
     config.mqtt_ver = 2;  // not 1: 3.1.1
-    connect("10 96 01 0004 'MQTT' 04 ae 003c 0002 'c1' 003f 77*63 0003 'bye' 0040 75*64");
+    const char *const expected =
+        "10 ab 01 0004 'MQTT' 04 ae 003c 0017 63*23 003f 77*63 0003 'bye' 0040 75*64";
+    connect(expected);
+    EXPECT_EQ(publish(0), 0);
+    broker.expect("30 07 0001 't' 69 6b 6e 0f");
+    EXPECT_EQ(std::memcmp(handle->core->config.crypto_iv, iv, sizeof iv), 0);
+    say_goodbye();
+    config.crypto_iv = nullptr;  // then the key is not taken, either
+    connect(expected);
+    EXPECT_EQ(publish(0), 0);
+    broker.expect("30 07 0001 't' 'hi' ee 5e");
 }
 
 TEST_F(handle_test, nothing_goes_out_before_the_loop_has_seen_the_connection) {
@@ -240,7 +255,9 @@ TEST_F(handle_50_test, the_largest_packet_limits_connect_and_publish) {
 TEST_F(handle_50_test, operations_go_through_with_group_and_expiry) {
     char group[] = "mine";
     config.share_group = group;
-    connect(CONNECT_50);
+    config.clean_start = 0;
+    config.session_expiry_interval = 30;
+    connect("10 19 0004 'MQTT' 05 00 003c 0a 11 0000001e 27 00000404 0002 'c1'");
     std::strcpy(group, "gone");  // the application's text is read during create only
     const char *const plain = "82 07 id 00 0001 't' 02";
     struct {

@@ -68,6 +68,20 @@ TEST_F(v50_test, a_connack_may_refuse_or_not_decode) {
     EXPECT_EQ(mqtt50_client_handle_connack(client, &connack), 0);
     EXPECT_EQ(mqtt50_client_handle_connack(client, nullptr), MQTT_ERR_INVALID_PARAM);
     EXPECT_EQ(client->conn_info->protocol_version, 0u);
+    // Its properties count as far as their number says, and up to one without an identifier.
+    mqtt50_connack counted = {}, cut_short = {};
+    counted.prop_count = 1;
+    counted.props[1] = {0x13, {30}};
+    cut_short.prop_count = 3;
+    cut_short.props[2] = {0x13, {30}};
+    for (mqtt50_connack *told : {&counted, &cut_short}) {
+        told->props[0] = {0x21, {10}};
+        client->state = MQTT_CLIENT_CONNECTING;
+        EXPECT_EQ(mqtt50_client_handle_connack(client, told), 0);
+        EXPECT_EQ(std::exchange(client->conn_info->receive_maximum, 0), 10);
+        EXPECT_EQ(client->config.keep_alive, 60);
+    }
+    client->state = MQTT_CLIENT_DISCONNECTED;
 }
 
 TEST_F(v50_test, acknowledgements_carry_reasons_and_properties) {
