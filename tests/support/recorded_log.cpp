@@ -76,8 +76,8 @@ std::string unified_diff(const fs::path &recorded, const std::string &log) {
 
 void expect_recorded(const std::string &log) {
     const testing::TestInfo &test = *testing::UnitTest::GetInstance()->current_test_info();
-    if (fs::path(test.file()).parent_path().filename() != "client") {
-        return;
+    if (fs::path(test.file()).parent_path().filename() == "hostile") {
+        return;  // chance rules there
     }
     std::string name = std::string(test.test_suite_name()) + "." + test.name() + ".log";
     std::replace(name.begin(), name.end(), '/', '.');

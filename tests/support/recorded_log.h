@@ -1,8 +1,8 @@
-// Compares what the library logs in a test of tests/client with the file that was recorded for it:
+// Compares what the library logs in a test with the file that was recorded for it:
 // tests/logs/<suite>.<test>.log, with the version at the end where a test runs for both.
 #pragma once
 
-#include <string>
+#include "support/log_capture.h"
 
 namespace zep_test {
 
@@ -15,5 +15,14 @@ void expect_recorded(const std::string &log);
 
 // The lines of a log that warn or are worse.
 std::string warnings_of(const std::string &log);
+
+// Each of its tests is compared with what is recorded for it.
+class logged_test : public testing::Test {
+ protected:
+    void TearDown() override { expect_recorded(capture_.take()); }
+
+ private:
+    log_capture capture_;
+};
 
 }  // namespace zep_test

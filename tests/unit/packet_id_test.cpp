@@ -6,11 +6,11 @@
 #include <zep_mqtt/protocol/v311/packet_id.h>
 
 #include "protocol/common/packet_id_private.h"
-#include "support/log_capture.h"
+#include "support/recorded_log.h"
 
 namespace {
 
-class packet_id : public testing::Test {
+class packet_id : public zep_test::logged_test {
  protected:
     void SetUp() override {
         agent_log_set_level(AGENT_LOG_FATAL);
@@ -24,7 +24,6 @@ class packet_id : public testing::Test {
 TEST_F(packet_id, refuses_what_it_cannot_give_or_take_and_logs_where_each_comes_from) {
     agent_log_set_level(AGENT_LOG_DEBUG);
     mqtt_session cleared = {};
-    zep_test::log_capture log;
     EXPECT_EQ(mqtt_packet_id_alloc(nullptr, &id), -101);
     EXPECT_EQ(mqtt_packet_id_alloc(&cleared, &id), -101);
     EXPECT_EQ(id, 999);
@@ -36,18 +35,6 @@ TEST_F(packet_id, refuses_what_it_cannot_give_or_take_and_logs_where_each_comes_
     EXPECT_EQ(mqtt_packet_id_alloc(&session, &id), 0);
     std::fill_n(session.id_in_use, sizeof session.id_in_use, uint8_t{1});
     EXPECT_EQ(mqtt_packet_id_alloc(&session, &id), -106);
-    EXPECT_EQ(log.take(),
-              "[ERROR] Packet ID分配失败：参数非法/ID<最小合法值（next_packet_id=0）\n"
-              "[ERROR] Packet ID分配失败：参数非法/ID<最小合法值（next_packet_id=0）\n"
-              "[ERROR] mqtt_packet_id_free: 入参非法，session为空\n"
-              "[ERROR] mqtt_packet_id_free: 非法Packet ID（129），范围[1,128]\n"
-              "[DEBUG] mqtt_packet_id_free: Packet ID（2）加入复用池，池计数=0（ClientID=c1）\n"
-              "[DEBUG] mqtt_packet_id_free: Packet ID（2）释放成功（ClientID=c1）\n"
-              "[ERROR] mqtt_packet_id_free: Packet ID（2）重复释放（ClientID=c1），违反MQTT协议\n"
-              "[DEBUG] Packet ID复用成功：ClientID=c1, ID=2, 池剩余计数=-1\n"
-              "[DEBUG] Packet ID分配成功：ClientID=c1, ID=2\n"
-              "[DEBUG] Packet ID分配成功：ClientID=c1, ID=1\n"
-              "[ERROR] Packet ID耗尽：ClientID=c1\n");
 }
 
 // The plainest model of what is handed out next.
