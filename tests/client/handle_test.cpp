@@ -48,10 +48,10 @@ class handle_test : public chart_test {
         broker.expect_closed();
     }
     int32_t publish(uint32_t qos, const std::string &payload = "hi", const char *topic = "t",
-                    uint32_t ttl = 0) {
+                    uint32_t ttl = 0, uint8_t retain = 0) {
         const auto *data = reinterpret_cast<const uint8_t *>(payload.data());
-        const zep_mqtt_sdk_msg msg = {topic, data, static_cast<uint32_t>(payload.size()),
-                                      qos,   0,    ttl};
+        const zep_mqtt_sdk_msg msg = {topic, data,   static_cast<uint32_t>(payload.size()),
+                                      qos,   retain, ttl};
         return zep_mqtt_sdk_client_publish(handle, &msg);
     }
     int32_t subscribe(const char *filter, uint32_t qos, const char *group) {
@@ -146,9 +146,12 @@ TEST_F(handle_test, nothing_goes_out_before_the_loop_has_seen_the_connection) {
     expect_operations(ZEP_MQTT_SDK_ERR_NOT_CONNECTED);
     EXPECT_EQ(zep_mqtt_sdk_client_loop(handle), 0);
     expect_happened({"CONNACK ok"});
+    EXPECT_EQ(zep_mqtt_sdk_client_connect(handle), 0);  // again: the loop has to look again
+    expect_operations(ZEP_MQTT_SDK_ERR_NOT_CONNECTED);
+    EXPECT_EQ(zep_mqtt_sdk_client_loop(handle), 0);
     EXPECT_EQ(zep_mqtt_sdk_client_get_conn_state(handle), ZEP_MQTT_SDK_CONNECTED);
-    EXPECT_EQ(publish(0), 0);
-    broker.expect(v->publish0);
+    EXPECT_EQ(publish(0, "hi", "t", 0, 7), 0);
+    broker.expect("31 05 0001 't' 'hi'");
     broker.send("31 05 0001 't' 'hi'");
     EXPECT_EQ(zep_mqtt_sdk_client_loop(handle), 0);
     expect_happened({"message t [hi] qos=0 retain"});
@@ -279,8 +282,8 @@ TEST_F(handle_50_test, operations_go_through_with_group_and_expiry) {
     // The check lets 64 bytes pass, a packet takes 32.
     EXPECT_EQ(subscribe("t", 0, std::string(64, 'g').c_str()), ZEP_MQTT_SDK_ERR_PARAM);
 
-    EXPECT_EQ(publish(1, "hi", "t", 60), 0);
-    broker.expect("32 0d 0001 't' 0009 05 02 0000003c 'hi'");
+    EXPECT_EQ(publish(1, "hi", "t", 60, 7), 0);
+    broker.expect("33 0d 0001 't' 0009 05 02 0000003c 'hi'");
     EXPECT_EQ(publish(3), ZEP_MQTT_SDK_ERR_PARAM);
 }
 

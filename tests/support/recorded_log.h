@@ -9,8 +9,8 @@ namespace zep_test {
 // Fails the running test with a unified diff when its log differs from the recorded one; a test
 // without a file must not log anything. With ZEP_RENEW_LOGS in the environment the file is written
 // instead. Ports, descriptors and addresses in memory are replaced. Left out are what succeeded of
-// each allocation, which says more about the build than about the client, and the lines of the
-// receive thread, which come when they like.
+// each allocation, which says more about the build than about the client, the lines of the receive
+// thread, which come when they like, and all but the first row of a dump.
 void expect_recorded(const std::string &log);
 
 // The lines of a log that warn or are worse.
