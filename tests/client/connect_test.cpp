@@ -19,8 +19,8 @@ void set_will(mqtt_client_config &config, const char *topic, uint32_t payload_le
 }
 
 void set_credentials(mqtt_client_config &config) {
-    std::strcpy(config.username, "me");
-    std::strcpy(config.password, "pw");
+    std::strcpy(config.username, "m");
+    std::strcpy(config.password, "p");
 }
 
 TEST_F(configuration_test, what_cannot_work_is_refused) {
@@ -56,13 +56,19 @@ TEST_F(configuration_test, becomes_the_connect) {
         {4, [](auto &c) { std::memset(c.client_id, 'c', 23), c.keep_alive = 121; },
          "10 23 0004 'MQTT' 04 02 0078 0017 63*23"},
         {4, [](auto &c) { set_will(c, "w", 256, 2), c.will_retain = 1, set_credentials(c); },
-         "10 9b 02 0004 'MQTT' 04 f6 003c 0002 'c1' 0001 'w' 0100 78*256 0002 'me' 0002 'pw'"},
+         "10 99 02 0004 'MQTT' 04 f6 003c 0002 'c1' 0001 'w' 0100 78*256 0001 'm' 0001 'p'"},
+        {4,
+         [](auto &c) {  // without a terminator
+             std::memset(c.username, 'u', sizeof c.username);
+             std::memset(c.password, 'p', sizeof c.password);
+         },
+         "10 92 01 0004 'MQTT' 04 c2 003c 0002 'c1' 0040 75*64 0040 70*64"},
         {5, [](auto &c) { c.session_expiry_interval = 30, c.topic_alias_max = 5; },
          "10 12 0004 'MQTT' 05 02 003c 03 22 0005 0002 'c1'"},
         {5, [](auto &c) { c.session_expiry_interval = 30, c.clean_start = 0; },
          "10 14 0004 'MQTT' 05 00 003c 05 11 0000001e 0002 'c1'"},
         {5, [](auto &c) { set_will(c, "w", 2, 1), set_credentials(c); },
-         "10 1f 0004 'MQTT' 05 ce 003c 00 0002 'c1' 00 0001 'w' 0002 'xx' 0002 'me' 0002 'pw'"},
+         "10 1d 0004 'MQTT' 05 ce 003c 00 0002 'c1' 00 0001 'w' 0002 'xx' 0001 'm' 0001 'p'"},
     };
     const mqtt_client_config plain = config;
     for (const auto &[version, set, packet] : cases) {
