@@ -8,8 +8,8 @@
 
 #include "protocol/common/packet_id_private.h"
 #include "support/guarded_bytes.h"
-#include "support/log_capture.h"
 #include "support/packets.h"
+#include "support/recorded_log.h"
 
 namespace zep_test {
 
@@ -29,11 +29,13 @@ class qos_fixture : public testing::TestWithParam<uint32_t> {
         agent_log_set_level(AGENT_LOG_WARN);
         ASSERT_EQ(mqtt_session_init(&session, "c1", 1, 60), 0);
     }
-    void TearDown() override { mqtt_session_destroy(&session); }
+    void TearDown() override {
+        mqtt_session_destroy(&session);
+        expect_recorded(capture_.take());
+    }
 
     uint32_t qos() const { return GetParam(); }
     uint32_t limit() const { return qos() == 1 ? 100 : 50; }
-    std::string name() const { return "QoS" + std::to_string(qos()); }
 
     int32_t process(uint32_t version, uint32_t level, uint16_t id, uint8_t priority) {
         static constexpr uint8_t PAYLOAD[] = {'h', 'i'};
@@ -97,6 +99,9 @@ class qos_fixture : public testing::TestWithParam<uint32_t> {
 
     mqtt_session session = {};
     int32_t packets = 0;
+
+ private:
+    log_capture capture_;
 };
 
 }  // namespace zep_test

@@ -41,12 +41,10 @@ TEST_P(qos_retransmission, what_finds_no_room_behind_others_stays_due) {
         // Two packets fit, the third lacks one byte of what its encoder demands.
         const uint32_t packet = static_cast<uint32_t>(again(1, version).size());
         const uint32_t demanded = version == 4 ? packet : 3 + 2 + 64;
-        log_capture log;
         EXPECT_EQ(check(2 * packet + demanded - 1), joined({again(3, version), again(2, version)}));
         EXPECT_EQ(packets, 2);
         EXPECT_EQ(entries(qos())[2].retry_count, 0u);
         EXPECT_EQ(check(demanded), again(1, version));
-        EXPECT_EQ(log.take(), "");
         pass(300001);
         EXPECT_EQ(mqtt_cache_clean_timeout(&session), 3);
     }
@@ -56,14 +54,8 @@ TEST_P(qos_retransmission, reports_each_due_message_that_an_empty_buffer_cannot_
     admit(qos(), 1);
     admit(qos(), 2, 2);
     pass(2000);
-    log_capture log;
     EXPECT_EQ(check(1), bytes{});
     EXPECT_EQ(check(10), bytes{});
-    const std::string lines = log.take(), too_small = "[ERROR] 重传缓冲区不足：当前1 < 最小2字节\n";
-    const std::string failed = "重传编码失败：PacketID=", reason = "，版本=4，错误=参数无效\n";
-    EXPECT_TRUE(lines.starts_with(too_small + too_small));
-    EXPECT_NE(lines.find(name() + "高优" + failed + "2" + reason), std::string::npos);
-    EXPECT_TRUE(lines.ends_with("[ERROR] " + name() + failed + "1" + reason));
     EXPECT_EQ(check(), joined({again(2), again(1)})) << "both stayed due";
 }
 
@@ -122,13 +114,7 @@ TEST_F(qos1_exchange, an_invalid_message_is_dropped_whether_due_or_not) {
     admit(1, 3);
     session.qos1_cache->next->version = 3;
     entries(1)[2].msg.payload_len = 1025;
-    log_capture log;
     EXPECT_EQ(check(1), bytes{});
-    EXPECT_EQ(log.take(),
-              "[ERROR] [Payload校验] 非法MQTT版本：3\n"
-              "[ERROR] QoS1高优消息校验失败，清理无效缓存：PacketID=2\n"
-              "[ERROR] [Payload校验] 内容长度超限：实际=1025, 最大=1024\n"
-              "[ERROR] QoS1消息校验失败，清理无效缓存：PacketID=1\n");
     EXPECT_EQ(used_ids(), ids{3});
 }
 
@@ -149,10 +135,8 @@ TEST_F(qos2_exchange, a_pubrel_without_the_room_that_its_encoder_demands_stays_d
         pass(2000);
         const char *const pubrel = version == 4 ? "62 02 id" : "62 03 id 00";
         const uint32_t size = version, demanded = version == 4 ? 4 : 10;
-        log_capture log;
         EXPECT_EQ(check(2, size + demanded - 1), lay(pubrel, 2));
         EXPECT_EQ(check(2, demanded), lay(pubrel, 1));
-        EXPECT_EQ(log.take(), "");
         EXPECT_EQ(mqtt_qos2_handle_pubcomp(&session, 1), 0);
         EXPECT_EQ(mqtt_qos2_handle_pubcomp(&session, 2), 0);
     }
@@ -161,7 +145,6 @@ TEST_F(qos2_exchange, a_pubrel_without_the_room_that_its_encoder_demands_stays_d
 TEST_F(qos2_exchange, refusals_change_nothing) {
     admit(2, 1);
     uint32_t len = 64;
-    log_capture log;
     EXPECT_EQ(mqtt_qos2_handle_pubrec(nullptr, 1, nullptr, nullptr), -101);
     EXPECT_EQ(mqtt_qos2_handle_pubrec(&session, 1, nullptr, &len), -101);
     EXPECT_EQ(pubrec(200, 4), -101);
@@ -174,14 +157,6 @@ TEST_F(qos2_exchange, refusals_change_nothing) {
     EXPECT_EQ(mqtt_qos2_handle_pubcomp(&session, 129), -101);
     EXPECT_EQ(mqtt_qos2_check_retrans(&session, nullptr, &len), -101);
     EXPECT_EQ(mqtt_qos1_check_retrans(&session, nullptr, &len, 0), -101);
-    const std::string lines = log.take();
-    for (const char *line :
-         {"[ERROR] PUBREC处理参数非法：session=(nil), buf=(nil), buf_len_ptr=(nil)\n",
-          "[ERROR] PUBREL编码缓冲区不足：当前4 < MQTT5.0最小5字节\n",
-          "[ERROR] PUBREL非法MsgID：200（协议要求1~65535）\n",
-          "[ERROR] PUBREC处理失败：未找到MsgID=9的QoS2缓存（状态=WAIT_PUBREC）\n"}) {
-        EXPECT_NE(lines.find(line), std::string::npos) << line;
-    }
     EXPECT_EQ(pubrec(1), 0);
 }
 
@@ -191,13 +166,7 @@ TEST_F(qos2_exchange, invalid_states_are_counted_and_repaired) {
         pass(100000);
         session.qos2_cache->state = 7;
         session.qos2_cache->retry_count = 3;
-        log_capture log;
         EXPECT_EQ(check(2), bytes{});
-        EXPECT_EQ(
-            log.take(),
-            "[ERROR] QoS2非法状态：ClientID=c1, PacketID=1, state=7（累计异常" +
-                std::to_string(repairs) + "次）\n" +
-                (repairs < 10 ? "" : "[FATAL] QoS2状态机异常超限：ClientID=c1，建议重置会话\n"));
     }
     EXPECT_EQ(check(2), bytes{}) << "its wait has begun anew";
     pass(2000);
