@@ -174,6 +174,10 @@ TEST_F(v50_test, integrators_have_operations_of_their_own) {
         size = sizeof packet;
     };
     create();
+    uint32_t none = 0;
+    for (uint32_t *room : {static_cast<uint32_t *>(nullptr), &none}) {
+        EXPECT_EQ(mqtt50_conn_packet_encode(client, packet, room), MQTT_ERR_INVALID_PARAM);
+    }
     EXPECT_EQ(mqtt50_version_auto_detect(packet, 2, client), 5u);
     EXPECT_EQ(mqtt50_version_auto_detect(packet, 1, client), 4u);
     EXPECT_EQ(mqtt50_version_auto_detect(packet, 2, nullptr), 4u);
