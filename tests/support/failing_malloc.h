@@ -1,6 +1,6 @@
-// Makes allocations of the library fail on demand. The test programs are linked so that every
-// malloc, calloc and realloc of the library goes through here; those of GoogleTest and of the C++
-// runtime do not.
+// Makes allocations of the library fail on demand, and counts its blocks. The test programs are
+// linked so that every malloc, calloc, realloc and free of the library goes through here; those of
+// GoogleTest and of the C++ runtime do not.
 #pragma once
 
 #include <cstdint>
@@ -21,5 +21,7 @@ class failing_malloc {
 
 // How many allocations the library has made so far, failed ones included.
 uint64_t allocations_made();
+// How many blocks it has not released.
+int64_t blocks_held();
 
 }  // namespace zep_test

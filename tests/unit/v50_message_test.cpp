@@ -13,8 +13,13 @@ TEST(v50_property, length_writer) {
         uint16_t length;
         int32_t position, size, status;
     } cases[] = {
-        {256, 8, 10, 0}, {257, 0, 10, -101}, {5, -1, 10, -101},
-        {5, 0, 0, -101}, {5, 9, 10, -114},   {5, INT32_MAX, INT32_MAX, -114},
+        {256, 8, 10, 0},
+        {257, 0, 10, -101},
+        {5, -1, 10, -101},
+        {5, 0, 0, -101},
+        {5, 0, 1, -114},
+        {5, 9, 10, -114},
+        {5, INT32_MAX, INT32_MAX, -114},
     };
     bytes buffer(10, 0xAA);
     int32_t position = 0;
