@@ -1,4 +1,5 @@
 // What the broker sends, and what becomes of it.
+#include "client/connection/client_state.h"
 #include "support/client_fixture.h"
 
 namespace {
@@ -124,10 +125,10 @@ TEST_P(receive_test, a_packet_that_never_ends_costs_the_connection) {
     for (const char *const endless : {"30 ff ff ff 7f 0001 't'", "30 05 00"}) {
         connect();
         hear(endless, 0, {});
-        age(client->rx_whole_ms, 59000);
+        age(zep::state_of(*client).rx.whole_ms, 59000);
         hear(PINGRESP, 0, {});
         EXPECT_EQ(logged("PINGRESP"), 0);
-        age(client->rx_whole_ms, 1000);
+        age(zep::state_of(*client).rx.whole_ms, 1000);
         pass();
         expect_happened({"DISCONNECT failed result=-4"});
         expect_disconnected();
@@ -137,7 +138,7 @@ TEST_P(receive_test, a_packet_that_never_ends_costs_the_connection) {
 
 TEST_P(receive_test, a_slow_callback_is_not_taken_for_a_packet_that_never_ends) {
     connect();
-    callbacks.in_next_message = [&] { age(client->rx_whole_ms, 60000); };
+    callbacks.in_next_message = [&] { age(zep::state_of(*client).rx.whole_ms, 60000); };
     const bytes packet = lay(v->publish0);
     const auto half = packet.begin() + 3;
     const happenings message = {"message t [hi] qos=0"};

@@ -8,6 +8,7 @@
 #include <zep_mqtt/client/v50.h>
 #include <zep_mqtt/qos/cache.h>
 
+#include "client/connection/client_state.h"
 #include "client/inbound/framing.h"
 #include "fuzz/fake_adapter.h"
 #include "fuzz/fuzz_support.h"
@@ -104,7 +105,8 @@ void check_books(const mqtt_client &client) {
         std::fprintf(stderr, "do not agree: %s\n", fault);
         std::abort();
     }
-    FUZZ_CHECK(client.rx_start == 0 && client.rx_end < sizeof client.rx_buf);
+    const auto &rx = zep::state_of(client).rx;
+    FUZZ_CHECK(rx.start == 0 && rx.end < sizeof rx.bytes);
     FUZZ_CHECK(client.state == MQTT_CLIENT_DISCONNECTED || client.net_index == 0);
 }
 

@@ -7,6 +7,8 @@
 
 #include <zep_mqtt/client/client.h>
 
+#include "client/connection/client_state.h"
+
 namespace zep_test {
 
 using identifier_set = std::bitset<MQTT_PACKET_ID_MAX + 1>;
@@ -34,7 +36,7 @@ inline const char *fault_in_books(const mqtt_client &client) {
         return "a cache and its count";
     }
     for (size_t id = 1; id < cached.size(); id++) {
-        const bool awaited = client.awaited_ack[id] != 0;
+        const bool awaited = zep::state_of(client).awaited_ack[id] != 0;
         if (cached[id] && awaited) {
             return "one identifier, two exchanges";
         }

@@ -108,17 +108,7 @@ typedef struct mqtt_client {
     struct mqtt50_conn_info *conn_info; /**< 5.0 connection information, or null */
     mqtt_broker_resp_cb resp_cb;        /**< or null */
 
-    /* Private from here on. */
-    uint8_t rx_buf[MQTT_CLIENT_RX_BUFFER_SIZE]; /**< bytes received and not yet handled */
-    uint32_t rx_start;                          /**< first of them */
-    uint32_t rx_end;                            /**< behind the last of them */
-    uint32_t rx_skip;            /**< bytes of an oversized packet still to be passed over */
-    uint8_t received_qos2[8192]; /**< inbound QoS 2 identifiers between PUBLISH and PUBREL, a bit
-                                      for each of the 65,536 */
-    uint8_t awaited_ack[129];    /**< by identifier: the type of the packet that ends an exchange
-                                      without a cache entry, 0 for none, 255 for an identifier
-                                      that rests until the connection ends */
-    uint32_t rx_whole_ms;        /**< tick at which a packet was last handled, or begun */
+    void *inner; /**< private */
 } mqtt_client;
 
 /**

@@ -106,12 +106,14 @@ mqtt_client *mqtt_client_create(const mqtt_client_config *config, mqtt_client_ms
     if (!address_is_valid(*config) || !will_is_valid(*config)) {
         return nullptr;
     }
-    auto *client = static_cast<mqtt_client *>(allocate_zeroed(sizeof(mqtt_client)));
-    if (client == nullptr) {
+    auto *block = static_cast<client_block *>(allocate_zeroed(sizeof(client_block)));
+    if (block == nullptr) {
         log_null_pointer("mqtt_client_create");
         LOG_ERROR("MQTT_CLIENT: 创建失败：内存分配失败");
         return nullptr;
     }
+    mqtt_client *client = &block->record;
+    client->inner = &block->state;
     client->config = *config;
     terminate_texts(client->config);
     limit_keep_alive(client->config);
@@ -129,7 +131,7 @@ mqtt_client *mqtt_client_create(const mqtt_client_config *config, mqtt_client_ms
     if (status != MQTT_OK) {
         LOG_ERROR("MQTT_CLIENT: 会话初始化失败（%s）", mqtt_status_text(status));
         platform_free(client->conn_info);
-        platform_free(client);
+        platform_free(block);
         return nullptr;
     }
     start_cipher(*client);
@@ -158,7 +160,7 @@ void mqtt_client_destroy(mqtt_client *client) {
         LOG_INFO("MQTT_CLIENT: 加密句柄销毁成功，敏感数据已清零");
     }
     platform_free(client->conn_info);
-    wipe(client, sizeof *client);  // key, password, payloads
+    wipe(client, sizeof(client_block));  // key, password, payloads
     platform_free(client);
     LOG_INFO("MQTT_CLIENT: 客户端销毁成功，所有资源已释放");
 }

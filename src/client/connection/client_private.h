@@ -7,6 +7,7 @@
 #include <zep_mqtt/client/v50.h>
 #include <zep_mqtt/platform/clock.h>
 
+#include "client/connection/client_state.h"
 #include "core/shared.h"
 
 namespace zep {

@@ -41,13 +41,14 @@ void reply_with_ack(mqtt_client &client, uint32_t type, uint16_t msg_id) {
 }
 
 void forget_received_messages(mqtt_client &client) {
-    received_ids_clear(client.received_qos2);
+    received_ids_clear(state_of(client).received_qos2);
 }
 
 void reset_receive_buffer(mqtt_client &client) {
-    client.rx_start = 0;
-    client.rx_end = 0;
-    client.rx_skip = 0;
+    receive_buffer &rx = state_of(client).rx;
+    rx.start = 0;
+    rx.end = 0;
+    rx.skip = 0;
 }
 
 void end_connection(mqtt_client &client) {

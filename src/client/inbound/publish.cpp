@@ -46,7 +46,7 @@ void acknowledge(mqtt_client &client, const inbound_publish &message, const char
         reply_with_ack(client, MQTT_PACKET_PUBACK, message.msg_id);
         LOG_DEBUG("MQTT_CLIENT%sQoS1下行消息，回复PUBACK (pkt_id:%d)", label, message.msg_id);
     } else if (message.qos == 2) {
-        received_ids_add(client.received_qos2, message.msg_id);
+        received_ids_add(state_of(client).received_qos2, message.msg_id);
         reply_with_ack(client, MQTT_PACKET_PUBREC, message.msg_id);
         LOG_DEBUG("MQTT_CLIENT%sQoS2下行消息，回复PUBREC (pkt_id:%d)", label, message.msg_id);
     }
@@ -59,7 +59,7 @@ bool receive_message(mqtt_client &client, inbound_publish message, const char *l
         LOG_ERROR("MQTT_CLIENT%sPUBLISH的QoS非法（%d），丢弃非法消息", label, message.qos);
         return false;
     }
-    if (message.qos == 2 && received_ids_contains(client.received_qos2, message.msg_id)) {
+    if (message.qos == 2 && received_ids_contains(state_of(client).received_qos2, message.msg_id)) {
         // Delivered before; the broker has not seen our PUBREC.
         acknowledge(client, message, label);
         return false;

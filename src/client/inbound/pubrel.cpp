@@ -12,7 +12,7 @@ namespace zep {
 namespace {
 
 void end_exchange(mqtt_client &client, uint16_t id, const char *label) {
-    received_ids_remove(client.received_qos2, id);
+    received_ids_remove(state_of(client).received_qos2, id);
     reply_with_ack(client, MQTT_PACKET_PUBCOMP, id);
     LOG_DEBUG("MQTT_CLIENT%s收到PUBREL，回复PUBCOMP (pkt_id:%d)", label, id);
 }

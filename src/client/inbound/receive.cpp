@@ -43,26 +43,25 @@ class recv_buf_claim {
     bool taken_;
 };
 
-void compact(mqtt_client &client) {
-    if (client.rx_start != 0) {
-        std::memmove(client.rx_buf, client.rx_buf + client.rx_start,
-                     client.rx_end - client.rx_start);
-        client.rx_end -= client.rx_start;
-        client.rx_start = 0;
+void compact(receive_buffer &rx) {
+    if (rx.start != 0) {
+        std::memmove(rx.bytes, rx.bytes + rx.start, rx.end - rx.start);
+        rx.end -= rx.start;
+        rx.start = 0;
     }
 }
 
-bool is_inside_packet(const mqtt_client &client) {
-    return client.rx_end != 0 || client.rx_skip != 0;
+bool is_inside_packet(const receive_buffer &rx) {
+    return rx.end != 0 || rx.skip != 0;
 }
 
-void pass_over_oversized(mqtt_client &client) {
-    const uint32_t passed = std::min(client.rx_skip, client.rx_end - client.rx_start);
-    client.rx_start += passed;
-    client.rx_skip -= passed;
+void pass_over_oversized(receive_buffer &rx) {
+    const uint32_t passed = std::min(rx.skip, rx.end - rx.start);
+    rx.start += passed;
+    rx.skip -= passed;
     // A stream that brings full reads is on its way to the end.
-    if (passed == sizeof client.rx_buf || (passed != 0 && client.rx_skip == 0)) {
-        client.rx_whole_ms = tick_now();
+    if (passed == sizeof rx.bytes || (passed != 0 && rx.skip == 0)) {
+        rx.whole_ms = tick_now();
     }
 }
 
@@ -73,10 +72,11 @@ struct packet_bytes {
 
 // The next whole packet, or no data: what is left is not whole yet, or the link had to be given up.
 packet_bytes next_packet(mqtt_client &client) {
+    receive_buffer &rx = state_of(client).rx;
     for (;;) {
-        pass_over_oversized(client);
-        const uint8_t *data = client.rx_buf + client.rx_start;
-        const uint32_t held = client.rx_end - client.rx_start;
+        pass_over_oversized(rx);
+        const uint8_t *data = rx.bytes + rx.start;
+        const uint32_t held = rx.end - rx.start;
         const frame found = find_frame(data, held);
         switch (found.kind) {
             case frame_kind::malformed:
@@ -85,13 +85,13 @@ packet_bytes next_packet(mqtt_client &client) {
                 return {nullptr, 0};
             case frame_kind::oversized:
                 LOG_WARN("MQTT_CLIENT报文超过接收上限，跳过（总长度：%u）", found.length);
-                client.rx_skip = found.length;
+                rx.skip = found.length;
                 break;
             case frame_kind::packet:
                 if (found.length > held) {
                     return {nullptr, 0};
                 }
-                client.rx_start += found.length;
+                rx.start += found.length;
                 return {data, found.length};
             case frame_kind::incomplete:
             default:
@@ -104,25 +104,27 @@ packet_bytes next_packet(mqtt_client &client) {
 // connection brought is handled any more.
 bool is_receiving(const mqtt_client &client) {
     return client.state != MQTT_CLIENT_DISCONNECTED &&
-           client.net_index != MQTT_CLIENT_NO_INSTANCE && client.rx_end != 0;
+           client.net_index != MQTT_CLIENT_NO_INSTANCE && state_of(client).rx.end != 0;
 }
 
 void handle_held_packets(mqtt_client &client) {
+    receive_buffer &rx = state_of(client).rx;
     while (is_receiving(client)) {
         const packet_bytes packet = next_packet(client);
         if (packet.data == nullptr) {
             break;
         }
         dispatch_packet(client, packet.data, packet.length);
-        client.rx_whole_ms = tick_now();  // a slow callback is not the peer's
+        rx.whole_ms = tick_now();  // a slow callback is not the peer's
     }
-    compact(client);
+    compact(rx);
 }
 
 // Appends what one read brings to the bytes held.
 int32_t read_from_network(mqtt_client &client, uint32_t wait_ms) {
-    const uint32_t room = static_cast<uint32_t>(sizeof client.rx_buf) - client.rx_end;
-    uint8_t *own = client.rx_buf + client.rx_end;
+    receive_buffer &rx = state_of(client).rx;
+    const uint32_t room = static_cast<uint32_t>(sizeof rx.bytes) - rx.end;
+    uint8_t *own = rx.bytes + rx.end;
     const recv_buf_claim shared;
     uint8_t *target = shared.taken() ? g_mqtt_recv_buf : own;
     std::memset(target, 0, shared.taken() ? sizeof g_mqtt_recv_buf : room);
@@ -130,7 +132,7 @@ int32_t read_from_network(mqtt_client &client, uint32_t wait_ms) {
     const int32_t status = net_adapter_recv(client.net_index, target, room, &received, wait_ms);
     if (status == 0) {
         std::memmove(own, target, received);
-        client.rx_end += received;
+        rx.end += received;
     }
     return status;
 }
@@ -154,8 +156,9 @@ void handle_failed_read(mqtt_client &client, int32_t status) {
 // A length that promises more than ever comes would swallow all that follows, also what answers our
 // PINGREQs, and the client would never know.
 void give_up_on_endless_packet(mqtt_client &client) {
-    if (is_connected(client) && is_inside_packet(client) &&
-        tick_now() - client.rx_whole_ms >= 1000 * PACKET_TIMEOUT_S) {
+    const receive_buffer &rx = state_of(client).rx;
+    if (is_connected(client) && is_inside_packet(rx) &&
+        tick_now() - rx.whole_ms >= 1000 * PACKET_TIMEOUT_S) {
         LOG_ERROR("MQTT_CLIENT报文未在%us内收完，标记断线", PACKET_TIMEOUT_S);
         lose_link(client);
     }
@@ -181,8 +184,9 @@ void mqtt_client_recv_packet_proc(mqtt_client *client) {
         log_null_pointer("mqtt_client_recv_packet_proc");
         return;
     }
-    if (!is_inside_packet(*client)) {
-        client->rx_whole_ms = tick_now();
+    receive_buffer &rx = state_of(*client).rx;
+    if (!is_inside_packet(rx)) {
+        rx.whole_ms = tick_now();
     }
     const int32_t status = read_from_network(*client, READ_WAIT_MS);
     if (status == 0) {

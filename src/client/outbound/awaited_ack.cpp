@@ -4,6 +4,7 @@
 
 #include <zep_mqtt/client/receive.h>
 
+#include "client/connection/client_state.h"
 #include "protocol/common/packet_id_private.h"
 #include "qos/engine.h"
 
@@ -15,14 +16,14 @@ namespace {
 constexpr uint8_t END_OF_CONNECTION = 0xFF;
 
 bool in_range(const mqtt_client &client, uint16_t id) {
-    return id != 0 && id < std::size(client.awaited_ack);
+    return id != 0 && id < std::size(state_of(client).awaited_ack);
 }
 
 }  // namespace
 
 void await_ack(mqtt_client &client, uint16_t id, uint32_t ack_type) {
     if (in_range(client, id)) {
-        client.awaited_ack[id] = static_cast<uint8_t>(ack_type);
+        state_of(client).awaited_ack[id] = static_cast<uint8_t>(ack_type);
     }
 }
 
@@ -35,7 +36,7 @@ bool is_awaited(const mqtt_client &client, uint16_t id, uint32_t ack_type) {
         qos_cache_holds(&client.session, id)) {
         return false;
     }
-    return client.awaited_ack[id] == ack_type || client.awaited_ack[id] == 0;
+    return state_of(client).awaited_ack[id] == ack_type || state_of(client).awaited_ack[id] == 0;
 }
 
 void finish_subscription_exchange(mqtt_client &client, uint16_t id, uint32_t ack_type) {
@@ -53,11 +54,11 @@ void release_awaited(mqtt_client &client, uint16_t id) {
 
 void release_awaited(mqtt_client &client) {
     for (uint16_t id = MQTT_PACKET_ID_MIN; id <= MQTT_PACKET_ID_MAX; ++id) {
-        const uint8_t ack_type = client.awaited_ack[id];
+        const uint8_t ack_type = state_of(client).awaited_ack[id];
         if (ack_type != 0 && is_awaited(client, id, ack_type)) {
             release_awaited(client, id);
         }
-        client.awaited_ack[id] = 0;
+        state_of(client).awaited_ack[id] = 0;
     }
 }
 
