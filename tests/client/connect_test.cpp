@@ -129,6 +129,23 @@ TEST_P(connect_test, silence_ends_after_three_seconds) {
     expect_disconnected();
 }
 
+// The time-out is for a broker that has not answered, not for a loop that comes late.
+TEST_P(connect_test, an_answer_that_has_arrived_is_never_too_late) {
+    begin_connect();
+    broker.send(joined({lay(v->connack), lay(v->publish0)}));
+    age(client->connect_tick_ms, 3000);
+    pass();
+    expect_happened({"CONNACK ok", "message t [hi] qos=0"});
+    disconnect();
+    begin_connect();
+    broker.send(v->connack_refused);
+    age(client->connect_tick_ms, 3000);
+    pass();
+    expect_happened({"CONNACK failed result=-4"});
+    broker.expect_closed();
+    EXPECT_EQ(logged("CONNACK等待超时"), 0);
+}
+
 TEST_P(connect_test, disconnecting_and_destroying_say_goodbye) {
     config.crypto_enable = 1;
     connect();

@@ -72,8 +72,9 @@ void end_connection(mqtt_client &client);
 // Ends the connection and tells the application that the link was lost.
 void lose_link(mqtt_client &client);
 
-// Handles what had arrived before the link turned out to be dead.
-void receive_what_is_left(mqtt_client &client);
+// Handles what has arrived, without waiting for more, until the connection state changes: for a
+// connection that is about to be given up.
+void receive_what_has_arrived(mqtt_client &client);
 
 // Lets the system give up on data that the peer does not acknowledge, early enough for a peer that
 // vanished to be noticed within one and a half keep-alive intervals.

@@ -49,8 +49,14 @@ void reconnect_when_due(mqtt_client &client) {
     }
 }
 
+// The time-out is for a broker that has not answered: an answer that waits in the socket, because
+// the loop comes late, is handled first.
 void check_connack_timeout(mqtt_client &client) {
-    if (tick_now() - client.connect_tick_ms >= CONNACK_TIMEOUT_MS) {
+    if (tick_now() - client.connect_tick_ms < CONNACK_TIMEOUT_MS) {
+        return;
+    }
+    receive_what_has_arrived(client);
+    if (client.state == MQTT_CLIENT_CONNECTING) {
         LOG_ERROR("MQTT_CLIENT: CONNACK等待超时（%dms），连接失败！", CONNACK_TIMEOUT_MS);
         end_connection(client);
     }
@@ -84,7 +90,7 @@ void keep_alive(mqtt_client &client) {
     const int32_t sent = send_pingreq(client);
     if (sent != 0) {
         LOG_ERROR("MQTT_CLIENT: 心跳报文发送失败（状态码：%d），标记断线", sent);
-        receive_what_is_left(client);
+        receive_what_has_arrived(client);
         if (is_connected(client)) {
             end_connection(client);
         }

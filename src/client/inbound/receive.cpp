@@ -20,7 +20,7 @@ namespace {
 constexpr uint32_t READ_WAIT_MS = 20;
 constexpr int32_t ADAPTER_TIMEOUT = -2;
 constexpr uint32_t PACKET_TIMEOUT_S = 60;
-constexpr int LAST_READS = 256;  // of a dead link, should its peer go on sending all the same
+constexpr int LAST_READS = 256;  // before a connection is given up whose peer goes on sending
 
 std::atomic_flag g_recv_buf_taken = ATOMIC_FLAG_INIT;
 
@@ -166,8 +166,9 @@ void give_up_on_endless_packet(mqtt_client &client) {
 
 }  // namespace
 
-void receive_what_is_left(mqtt_client &client) {
-    for (int reads = 0; reads < LAST_READS && is_connected(client); reads++) {
+void receive_what_has_arrived(mqtt_client &client) {
+    const uint32_t state = client.state;
+    for (int reads = 0; reads < LAST_READS && client.state == state; reads++) {
         if (read_from_network(client, 0) != 0) {
             return;
         }
