@@ -26,8 +26,11 @@ TEST_P(receive_test, a_message_is_acknowledged_and_then_delivered) {
         {"31 05 0001 't' 'hi'", "31 06 0001 't' 00 'hi'", "t [hi] qos=0 retain"},
         {"30 04 0002 'tt'", "30 05 0002 'tt' 00", "tt [] qos=0"},
         {"30 43 0040 74*64 'x'", "30 44 0040 74*64 00 'x'", std::string(64, 't') + " [x] qos=0"},
-        // Remaining Length 1024 is the most that is taken.
-        {"30 80 08 0001 't' 78*1021", "30 80 08 0001 't' 00 78*1020",
+        // The most that is taken: 1,024 bytes behind the fixed header on 3.1.1, the 1,028 bytes of
+        // which the CONNECT spoke on 5.0.
+        {"30 80 08 0001 't' 78*1021", "30 81 08 0001 't' 00 78*1021",
+         "t [" + std::string(1021, 'x') + "] qos=0"},
+        {"30 80 88 00 0001 't' 78*1021", "30 80 88 00 0001 't' 00 78*1020",
          "t [" + std::string(is_50() ? 1020 : 1021, 'x') + "] qos=0"},
     };
     for (const auto &published : cases) {

@@ -92,7 +92,7 @@ void on_send(const uint8_t *data) {
 void check_sent() {
     const std::vector<uint8_t> &sent = g_connection.sent;
     for (size_t at = 0; at < sent.size();) {
-        const zep::frame packet = zep::find_frame(sent.data() + at, sent.size() - at);
+        const zep::frame packet = zep::find_frame(sent.data() + at, sent.size() - at, ZEP_FUZZ_VERSION);
         FUZZ_CHECK(packet.kind == zep::frame_kind::packet && packet.length <= sent.size() - at);
         at += packet.length;
     }

@@ -38,8 +38,9 @@ enum mqtt_client_operation {
 enum {
     MQTT_CLIENT_NO_INSTANCE = 255,     /**< mqtt_client.net_index without a network instance */
     MQTT_CLIENT_TX_BUFFER_SIZE = 1024, /**< bytes */
-    MQTT_CLIENT_RX_BUFFER_SIZE = 1028, /**< bytes; packets with a Remaining Length of at most 1024
-                                            are taken, larger ones are passed over */
+    MQTT_CLIENT_RX_BUFFER_SIZE = 1028, /**< bytes. A 5.0 packet of that size is taken, a 3.1.1 one
+                                            up to a Remaining Length of 1024; larger ones are
+                                            passed over */
     MQTT_CLIENT_TOPIC_MAX = 64         /**< bytes of a topic or filter on the wire */
 };
 

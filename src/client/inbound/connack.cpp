@@ -4,6 +4,7 @@
 #include "client/connection/client_private.h"
 #include "client/inbound/inbound.h"
 #include "log/log_lines.h"
+#include "protocol/v50/decode.h"
 
 namespace zep {
 
@@ -38,7 +39,7 @@ void on_connack(mqtt_client &client, const mqtt_packet &packet) {
 
 void on_connack50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
     mqtt50_connack connack;
-    if (mqtt50_connack_decode(packet, length, &connack) != MQTT_OK) {
+    if (v50::decode_connack(packet, length, REMAINING_MAX_50, &connack) != MQTT_OK) {
         return;
     }
     (void)mqtt50_client_handle_connack(&client, &connack);

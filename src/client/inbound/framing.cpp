@@ -7,7 +7,7 @@
 
 namespace zep {
 
-frame find_frame(const uint8_t *data, size_t size) {
+frame find_frame(const uint8_t *data, size_t size, uint32_t version) {
     byte_reader reader(data, size);
     reader.skip(1);
     uint32_t remaining = 0;
@@ -19,8 +19,9 @@ frame find_frame(const uint8_t *data, size_t size) {
         remaining |= (byte & 0x7F) << (7 * i);
         if ((byte & 0x80) == 0) {
             const uint32_t length = static_cast<uint32_t>(reader.position()) + remaining;
-            const bool fits = remaining <= MQTT_REMAINING_LEN_MAX_ACCEPTED &&
-                              length <= MQTT_CLIENT_RX_BUFFER_SIZE;
+            const bool fits =
+                length <= MQTT_CLIENT_RX_BUFFER_SIZE &&
+                (version == MQTT_VERSION_50 || remaining <= MQTT_REMAINING_LEN_MAX_ACCEPTED);
             return {fits ? frame_kind::packet : frame_kind::oversized, length};
         }
     }

@@ -18,7 +18,9 @@ struct frame {
     uint32_t length;  // bytes of the whole packet
 };
 
-// The frame that begins at data (MQTT 3.1.1 §2.2).
-frame find_frame(const uint8_t *data, size_t size);
+// The frame that begins at data (MQTT 3.1.1 §2.2), read as this version: a 5.0 packet may fill the
+// receive buffer, as our CONNECT told the broker; a 3.1.1 packet has at most 1,024 bytes behind its
+// fixed header.
+frame find_frame(const uint8_t *data, size_t size, uint32_t version);
 
 }  // namespace zep

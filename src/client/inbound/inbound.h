@@ -10,6 +10,9 @@ namespace zep {
 constexpr const char *LABEL_311 = "";
 constexpr const char *LABEL_50 = "5.0 ";
 
+// What a 5.0 packet that fills the receive buffer has behind its fixed header of three bytes.
+constexpr uint32_t REMAINING_MAX_50 = MQTT_CLIENT_RX_BUFFER_SIZE - 3;
+
 // A PUBLISH of either version. The pointers lead into memory of the decoder or the receive buffer.
 struct inbound_publish {
     const char *topic;

@@ -1,12 +1,12 @@
 // Inbound PUBACK of both versions: a QoS 1 publish is done.
 #include <zep_mqtt/client/receive.h>
-#include <zep_mqtt/protocol/v50/ack.h>
 #include <zep_mqtt/qos/qos1.h>
 
 #include "client/connection/client_private.h"
 #include "client/inbound/inbound.h"
 #include "client/outbound/awaited_ack.h"
 #include "log/log_lines.h"
+#include "protocol/v50/decode.h"
 
 using namespace zep;
 
@@ -47,7 +47,7 @@ void on_puback(mqtt_client &client, const mqtt_packet &packet) {
 
 void on_puback50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
     mqtt50_ack ack;
-    if (mqtt50_ack_decode(MQTT_PACKET_PUBACK, packet, length, &ack) != MQTT_OK) {
+    if (v50::decode_ack(MQTT_PACKET_PUBACK, packet, length, REMAINING_MAX_50, &ack) != MQTT_OK) {
         LOG_ERROR("MQTT_CLIENT5.0 PUBACK报文解码失败，丢弃非法报文");
         return;
     }

@@ -1,9 +1,9 @@
 // Inbound PUBLISH of both versions: decrypt, acknowledge, deliver.
-#include <zep_mqtt/protocol/v50/publish.h>
 
 #include "client/connection/client_private.h"
 #include "client/inbound/inbound.h"
 #include "log/log_lines.h"
+#include "protocol/v50/decode.h"
 #include "qos/received_ids.h"
 
 namespace zep {
@@ -94,7 +94,7 @@ void on_publish(mqtt_client &client, const mqtt_packet &packet) {
 
 void on_publish50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
     mqtt50_publish message;
-    if (mqtt50_publish_decode(packet, length, &message) != MQTT_OK) {
+    if (v50::decode_publish(packet, length, REMAINING_MAX_50, &message) != MQTT_OK) {
         return;
     }
     if (receive_message(client,

@@ -1,12 +1,12 @@
 // Inbound PUBREC and PUBCOMP of both versions: a QoS 2 publish moves on.
 #include <zep_mqtt/client/receive.h>
-#include <zep_mqtt/protocol/v50/ack.h>
 #include <zep_mqtt/qos/qos2.h>
 
 #include "client/connection/client_private.h"
 #include "client/inbound/inbound.h"
 #include "client/outbound/awaited_ack.h"
 #include "log/log_lines.h"
+#include "protocol/v50/decode.h"
 
 using namespace zep;
 
@@ -91,7 +91,7 @@ void on_qos2_ack(mqtt_client &client, const mqtt_packet &packet) {
 void on_qos2_ack50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
     const uint8_t type = packet[0] >> 4;
     mqtt50_ack ack;
-    if (mqtt50_ack_decode(type, packet, length, &ack) != MQTT_OK) {
+    if (v50::decode_ack(type, packet, length, REMAINING_MAX_50, &ack) != MQTT_OK) {
         LOG_ERROR("MQTT_CLIENT5.0 %s报文解码失败，丢弃非法报文",
                   type == MQTT_PACKET_PUBREC ? "PUBREC" : "PUBCOMP");
         return;

@@ -1,10 +1,10 @@
 // Inbound PUBREL of both versions: an inbound QoS 2 exchange ends (MQTT 3.1.1 §4.3.3). It is
 // answered also when its message is unknown, or the broker would repeat it for ever.
-#include <zep_mqtt/protocol/v50/ack.h>
 
 #include "client/connection/client_private.h"
 #include "client/inbound/inbound.h"
 #include "log/log_lines.h"
+#include "protocol/v50/decode.h"
 #include "qos/received_ids.h"
 
 namespace zep {
@@ -25,7 +25,7 @@ void on_pubrel(mqtt_client &client, const mqtt_packet &packet) {
 
 void on_pubrel50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
     mqtt50_ack ack;
-    if (mqtt50_ack_decode(MQTT_PACKET_PUBREL, packet, length, &ack) == MQTT_OK) {
+    if (v50::decode_ack(MQTT_PACKET_PUBREL, packet, length, REMAINING_MAX_50, &ack) == MQTT_OK) {
         end_exchange(client, ack.msg_id, LABEL_50);
     }
 }

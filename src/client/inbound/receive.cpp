@@ -77,7 +77,7 @@ packet_bytes next_packet(mqtt_client &client) {
         pass_over_oversized(rx);
         const uint8_t *data = rx.bytes + rx.start;
         const uint32_t held = rx.end - rx.start;
-        const frame found = find_frame(data, held);
+        const frame found = find_frame(data, held, version_in_use(client));
         switch (found.kind) {
             case frame_kind::malformed:
                 LOG_ERROR("MQTT_CLIENT报文剩余长度非法，无法重新同步，标记断线");

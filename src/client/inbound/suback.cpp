@@ -1,13 +1,12 @@
 // Inbound SUBACK and UNSUBACK of both versions. Both reach the message callback too, as messages
 // with an empty topic.
 #include <zep_mqtt/client/receive.h>
-#include <zep_mqtt/protocol/v50/suback.h>
-#include <zep_mqtt/protocol/v50/unsuback.h>
 
 #include "client/connection/client_private.h"
 #include "client/inbound/inbound.h"
 #include "client/outbound/awaited_ack.h"
 #include "log/log_lines.h"
+#include "protocol/v50/decode.h"
 
 namespace zep {
 
@@ -52,7 +51,8 @@ void on_suback(mqtt_client &client, const mqtt_packet &packet) {
 
 void on_suback50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
     mqtt50_suback suback;
-    if (mqtt50_suback_decode(packet, static_cast<int32_t>(length), &suback) == MQTT_OK) {
+    if (v50::decode_suback(packet, static_cast<int32_t>(length), REMAINING_MAX_50, &suback) ==
+        MQTT_OK) {
         subscription_acknowledged(client, suback.msg_id,
                                   suback.count != 0 ? suback.granted_qos[0] : uint8_t{0}, LABEL_50);
     }
@@ -64,7 +64,7 @@ void on_unsuback(mqtt_client &client, const mqtt_packet &packet) {
 
 void on_unsuback50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
     mqtt50_ack unsuback;
-    if (mqtt50_unsuback_decode(packet, length, &unsuback) == MQTT_OK) {
+    if (v50::decode_unsuback(packet, length, REMAINING_MAX_50, &unsuback) == MQTT_OK) {
         unsubscription_acknowledged(client, unsuback.msg_id, LABEL_50);
     }
 }

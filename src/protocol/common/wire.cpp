@@ -24,6 +24,23 @@ size_t continuation_bytes(uint8_t lead) {
     return (lead & 0xF0) == 0xE0 ? 2 : NO_CHARACTER;
 }
 
+// decode_remaining_len() for valid arguments and a greatest value of the caller's.
+int32_t decode_up_to(uint32_t greatest, const uint8_t *buf, size_t len, uint32_t *out) {
+    *out = 0;
+    zep::byte_reader reader(buf, len);
+    for (uint32_t place = 0; place <= ACCEPTED_BYTES; ++place) {
+        const uint32_t byte = reader.u8();
+        *out += (byte & 0x7F) << (7 * place);
+        if (!reader.ok() || *out > greatest) {
+            break;
+        }
+        if ((byte & 0x80) == 0 && place < ACCEPTED_BYTES) {
+            return static_cast<int32_t>(reader.position());
+        }
+    }
+    return MQTT_ERR_INVALID_PARAM;
+}
+
 }  // namespace
 
 uint32_t mqtt_write_remaining_length(uint8_t *buf, uint32_t value) {
@@ -39,19 +56,7 @@ int32_t decode_remaining_len(const uint8_t *buf, int32_t len, uint32_t *out) {
     if (buf == nullptr || out == nullptr || len < 1) {
         return MQTT_ERR_INVALID_PARAM;
     }
-    *out = 0;
-    zep::byte_reader reader(buf, static_cast<size_t>(len));
-    for (uint32_t place = 0; place <= ACCEPTED_BYTES; ++place) {
-        const uint32_t byte = reader.u8();
-        *out += (byte & 0x7F) << (7 * place);
-        if (!reader.ok() || *out > MQTT_REMAINING_LEN_MAX_ACCEPTED) {
-            break;
-        }
-        if ((byte & 0x80) == 0 && place < ACCEPTED_BYTES) {
-            return static_cast<int32_t>(reader.position());
-        }
-    }
-    return MQTT_ERR_INVALID_PARAM;
+    return decode_up_to(MQTT_REMAINING_LEN_MAX_ACCEPTED, buf, static_cast<size_t>(len), out);
 }
 
 int32_t utf8_validate(const char *text, int32_t len) {
@@ -79,10 +84,9 @@ int32_t validate_packet_id(uint32_t /*version*/, uint16_t id) {
     return zep::is_packet_id(id) ? MQTT_OK : MQTT_ERR_INVALID_PARAM;
 }
 
-bool zep::read_remaining_length(byte_reader &reader, uint32_t *value) {
+bool zep::read_remaining_length(byte_reader &reader, uint32_t *value, uint32_t greatest) {
     const size_t available = std::min<size_t>(reader.left(), MQTT_REMAINING_LEN_MAX_BYTES);
-    const int32_t size =
-        decode_remaining_len(reader.next(), static_cast<int32_t>(available), value);
+    const int32_t size = decode_up_to(greatest, reader.next(), available, value);
     if (size < 0) {
         reader.fail();
         return false;

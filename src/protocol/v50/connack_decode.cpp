@@ -4,9 +4,11 @@
 
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/protocol/v311/packet.h>
+#include <zep_mqtt/protocol/v311/wire.h>
 #include <zep_mqtt/protocol/v50/connack.h>
 
 #include "log/log_lines.h"
+#include "protocol/v50/decode.h"
 #include "protocol/v50/packet_io.h"
 
 namespace {
@@ -191,7 +193,8 @@ int32_t read_flags_and_reason(byte_reader &body, mqtt50_connack *connack) {
 
 }  // namespace
 
-int32_t mqtt50_connack_decode(const uint8_t *data, uint32_t length, mqtt50_connack *connack) {
+int32_t zep::v50::decode_connack(const uint8_t *data, uint32_t length, uint32_t remaining_max,
+                                 mqtt50_connack *connack) {
     if (data == nullptr || length < 3 || connack == nullptr) {
         LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 CONNACK解码:入参非法/报文过短 len=%d", length);
         return MQTT_ERR_INVALID_PARAM;
@@ -201,7 +204,7 @@ int32_t mqtt50_connack_decode(const uint8_t *data, uint32_t length, mqtt50_conna
         LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 CONNACK解码:固定头非法 0x%02X", data[0]);
         return MQTT_ERR_MALFORMED;
     }
-    zep::v50::received_packet packet = zep::v50::open_packet(data, length);
+    zep::v50::received_packet packet = zep::v50::open_packet(data, length, remaining_max);
     if (!packet.body.ok()) {
         LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 CONNACK解码:剩余长度解析失败/越界");
         return MQTT_ERR_CONNACK_MALFORMED;
@@ -219,4 +222,8 @@ int32_t mqtt50_connack_decode(const uint8_t *data, uint32_t length, mqtt50_conna
         "MQTT5.0_PROTOCOL: ✅ MQTT5.0 CONNACK解码完成 | 总长度=%d | 解析属性数=%d | 最大报文=%d字节",
         connack->total_len, connack->prop_count, connack->max_packet_size);
     return MQTT_OK;
+}
+
+int32_t mqtt50_connack_decode(const uint8_t *data, uint32_t length, mqtt50_connack *connack) {
+    return zep::v50::decode_connack(data, length, MQTT_REMAINING_LEN_MAX_ACCEPTED, connack);
 }

@@ -38,11 +38,11 @@ void properties::write_to(byte_writer &packet) const {
     packet.bytes(bytes_, writer_.size());
 }
 
-received_packet open_packet(const uint8_t *data, size_t length) {
+received_packet open_packet(const uint8_t *data, size_t length, uint32_t remaining_max) {
     byte_reader input(data, length);
     input.skip(1);
     uint32_t remaining_len = 0;
-    if (!read_remaining_length(input, &remaining_len)) {
+    if (!read_remaining_length(input, &remaining_len, remaining_max)) {
         input.fail();
     }
     const byte_reader body = input.sub(remaining_len);

@@ -50,7 +50,8 @@ struct received_packet {
     uint32_t total_len;
 };
 
-received_packet open_packet(const uint8_t *data, size_t length);
+// remaining_max: the greatest Remaining Length that is read.
+received_packet open_packet(const uint8_t *data, size_t length, uint32_t remaining_max);
 
 // Takes the properties off a body. When their length is unreadable or runs past the body, the
 // result has failed and the body stands where it stood.

@@ -2,10 +2,12 @@
 
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/protocol/v311/packet.h>
+#include <zep_mqtt/protocol/v311/wire.h>
 #include <zep_mqtt/protocol/v50/property.h>
 #include <zep_mqtt/protocol/v50/publish.h>
 
 #include "log/log_lines.h"
+#include "protocol/v50/decode.h"
 #include "protocol/v50/packet_io.h"
 
 namespace {
@@ -56,7 +58,8 @@ void read_properties(byte_reader section, mqtt50_publish *publish) {
 
 }  // namespace
 
-int32_t mqtt50_publish_decode(const uint8_t *data, uint32_t length, mqtt50_publish *publish) {
+int32_t zep::v50::decode_publish(const uint8_t *data, uint32_t length, uint32_t remaining_max,
+                                 mqtt50_publish *publish) {
     if (data == nullptr || length < SHORTEST || publish == nullptr) {
         LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 PUB解码:入参非法/报文过短 len=%d", length);
         return MQTT_ERR_INVALID_PARAM;
@@ -66,7 +69,7 @@ int32_t mqtt50_publish_decode(const uint8_t *data, uint32_t length, mqtt50_publi
     if (status != MQTT_OK) {
         return status;
     }
-    zep::v50::received_packet packet = zep::v50::open_packet(data, length);
+    zep::v50::received_packet packet = zep::v50::open_packet(data, length, remaining_max);
     byte_reader &body = packet.body;
     if (!body.ok()) {
         LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 PUB解码:剩余长度解析失败/越界");
@@ -91,4 +94,8 @@ int32_t mqtt50_publish_decode(const uint8_t *data, uint32_t length, mqtt50_publi
     LOG_INFO("MQTT5.0_PROTOCOL: ✅ MQTT50 PUB解码完成:总长度=%d,主题=%s,QoS=%d,载荷长度=%d",
              packet.total_len, publish->topic, publish->qos, publish->payload_len);
     return MQTT_OK;
+}
+
+int32_t mqtt50_publish_decode(const uint8_t *data, uint32_t length, mqtt50_publish *publish) {
+    return zep::v50::decode_publish(data, length, MQTT_REMAINING_LEN_MAX_ACCEPTED, publish);
 }
