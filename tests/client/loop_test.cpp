@@ -1,5 +1,12 @@
 // What happens by the clock: keep-alive, reconnection, clean-up.
+#include <chrono>
+#include <thread>
+
+#include <zep_mqtt/platform/clock.h>
+
+#include "client/connection/client_state.h"
 #include "support/client_fixture.h"
+#include "support/socket_calls.h"
 
 namespace {
 
@@ -101,6 +108,92 @@ TEST_F(loop_311_test, clients_share_the_interval_between_attempts) {
     broker.accept();
     broker.expect("10 0e 0004 'MQTT' 04 02 003c 0002 'c1' e0 00");
     broker.expect_closed();
+}
+
+// Many clients that wait for their turn to reconnect, each counted by its attempts.
+class turn_test : public client_test {
+ protected:
+    turn_test() { config.reconnect_interval_ms = 1000; }
+    ~turn_test() override {
+        for (mqtt_client *each : waiting) {
+            mqtt_client_destroy(each);
+        }
+    }
+    void SetUp() override {
+        client_test::SetUp();
+        broker.stop_listening();
+        last_reconnect_tick = static_cast<uint32_t>(platform_get_tick_ms());
+    }
+    void add(uint32_t interval_ms = 1000) {
+        config.reconnect_interval_ms = interval_ms;
+        create();
+        waiting.push_back(std::exchange(client, nullptr));
+    }
+    // Every client is looped once, in this order, and so much time goes by.
+    void round(uint32_t passing_ms, const std::vector<size_t> &order) {
+        age(last_reconnect_tick, passing_ms);
+        for (const size_t at : order) {
+            EXPECT_EQ(mqtt_client_loop(waiting[at]), 0);
+        }
+    }
+    std::vector<uint32_t> attempts() const {
+        std::vector<uint32_t> counts;
+        for (const mqtt_client *each : waiting) {
+            counts.push_back(each->reconnect_count);
+        }
+        return counts;
+    }
+    std::vector<mqtt_client *> waiting;
+};
+
+TEST_F(turn_test, goes_round) {
+    add(), add(), add();
+    for (int i = 0; i < 6; i++) {
+        round(1000, {0, 1, 2});
+    }
+    EXPECT_EQ(attempts(), (std::vector<uint32_t>{2, 2, 2}));
+    round(999, {0, 1, 2});  // and never sooner than the interval allows
+    EXPECT_EQ(attempts(), (std::vector<uint32_t>{2, 2, 2}));
+}
+
+TEST_F(turn_test, passes_by_who_is_gone) {
+    add(), add(), add();
+    round(1000, {0, 1, 2});
+    mqtt_client_destroy(waiting[1]);
+    waiting.erase(waiting.begin() + 1);
+    EXPECT_EQ(attempts(), (std::vector<uint32_t>{1, 0}));
+    for (int i = 0; i < 3; i++) {
+        round(1000, {0, 1});
+    }
+    EXPECT_EQ(attempts(), (std::vector<uint32_t>{2, 2}));
+    // The second one, whose turn it is, is not looped any more.
+    round(1000, {0, 1});
+    round(1000, {0});
+    EXPECT_EQ(attempts(), (std::vector<uint32_t>{3, 2}));
+    age(zep::state_of(*waiting[1]).reconnect.asked_ms, 10000);
+    round(0, {0});
+    EXPECT_EQ(attempts(), (std::vector<uint32_t>{4, 2}));
+}
+
+TEST_F(turn_test, comes_for_longer_intervals_too) {
+    add(), add(5000), add(UINT32_MAX);  // the last one is never to reconnect
+    for (int second = 0; second < 13; second++) {
+        round(1000, {0, 1, 2});
+    }
+    EXPECT_EQ(attempts(), (std::vector<uint32_t>{3, 2, 0}));
+}
+
+TEST_F(turn_test, comes_after_the_whole_attempt_before) {
+    using namespace std::chrono_literals;
+    config.reconnect_interval_ms = 200;
+    add(200), add(200);
+    let_connects_take(300ms);
+    round(200, {0, 1});
+    EXPECT_EQ(attempts(), (std::vector<uint32_t>{1, 0}));
+    let_connects_take(0ms);
+    std::this_thread::sleep_for(200ms);
+    round(0, {0, 1});
+    EXPECT_EQ(attempts(), (std::vector<uint32_t>{1, 1}));
 }
 
 TEST_P(loop_test, every_fiftieth_pass_expires_old_messages) {

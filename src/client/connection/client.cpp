@@ -5,6 +5,7 @@
 #include <zep_mqtt/platform/memory.h>
 
 #include "client/connection/client_private.h"
+#include "client/connection/reconnect.h"
 #include "core/wipe.h"
 #include "log/log_lines.h"
 
@@ -148,6 +149,7 @@ void mqtt_client_destroy(mqtt_client *client) {
         return;
     }
     client->alive = 0;
+    leave_reconnect_line(state_of(*client).reconnect);
     (void)mqtt_client_disconnect(client);
     if (client->net_index != MQTT_CLIENT_NO_INSTANCE) {
         // The switch to 3.1.1 leaves a disconnected client with its instance open.

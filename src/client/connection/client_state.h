@@ -5,6 +5,7 @@
 #include <zep_mqtt/client/client.h>
 #include <zep_mqtt/protocol/v311/session.h>
 
+#include "client/connection/reconnect.h"
 #include "qos/received_ids.h"
 
 namespace zep {
@@ -25,6 +26,7 @@ struct client_state {
     // By identifier: the type of the packet that ends an exchange without a cache entry, 0 for
     // none.
     uint8_t awaited_ack[MQTT_PACKET_ID_MAX + 1];
+    reconnect_place reconnect;
 };
 
 // The heap block of a client.

@@ -1,6 +1,4 @@
 // One pass of the loop: everything of a client that is driven by time.
-#include <atomic>
-
 #include <zep_mqtt/client/loop.h>
 #include <zep_mqtt/client/receive.h>
 #include <zep_mqtt/core/status.h>
@@ -9,9 +7,8 @@
 #include "client/connection/busy_guard.h"
 #include "client/connection/client_private.h"
 #include "client/outbound/retransmit.h"
+#include "client/connection/reconnect.h"
 #include "log/log_lines.h"
-
-uint32_t last_reconnect_tick;
 
 using namespace zep;
 
@@ -22,20 +19,7 @@ constexpr uint32_t CLEAN_TICK_STEP = 10;
 constexpr uint32_t CLEAN_TICK_LIMIT = 499;
 constexpr uint32_t PINGREQ_SIZE = 2;
 
-// Claims the right to try now: the interval counts from the last attempt of any client, and of two
-// clients on two threads only one makes the attempt.
-bool claim_reconnect_attempt(const mqtt_client &client) {
-    const std::atomic_ref<uint32_t> last(last_reconnect_tick);
-    uint32_t previous = last.load();
-    const uint32_t now = tick_now();
-    return now - previous >= client.config.reconnect_interval_ms &&
-           last.compare_exchange_strong(previous, now);
-}
-
-void reconnect_when_due(mqtt_client &client) {
-    if (!claim_reconnect_attempt(client)) {
-        return;
-    }
+void reconnect(mqtt_client &client) {
     client.config.clean_start = 1;
     client.reconnect_count++;
     LOG_INFO("MQTT_CLIENT: 触发自动重连【第%d次】，尝试重新连接Broker：%s:%d",
@@ -46,6 +30,13 @@ void reconnect_when_due(mqtt_client &client) {
     }
     if (mqtt_client_connect(&client) == MQTT_OK) {
         LOG_INFO("MQTT_CLIENT: 重连-发送CONNECT报文成功，等待CONNACK响应");
+    }
+}
+
+void reconnect_when_due(mqtt_client &client) {
+    if (begin_reconnect_attempt(state_of(client).reconnect, client.config.reconnect_interval_ms)) {
+        reconnect(client);
+        end_reconnect_attempt();
     }
 }
 
@@ -139,6 +130,8 @@ int32_t mqtt_client_loop(mqtt_client *client) {
     }
     if (client->state == MQTT_CLIENT_DISCONNECTED) {
         reconnect_when_due(*client);
+    } else {
+        leave_reconnect_line(state_of(*client).reconnect);
     }
     if (client->state == MQTT_CLIENT_CONNECTING) {
         check_connack_timeout(*client);
