@@ -36,7 +36,9 @@ TEST_P(memory_test, the_common_paths_allocate_what_they_must) {
     EXPECT_EQ(socket_calls_made() - calls, 1u);
     broker.expect(v->publish0);
     expect_allocations(0, "QoS 0 publish");
+    const uint64_t calls_before_passes = socket_calls_made();
     pass(2);
+    EXPECT_EQ(socket_calls_made() - calls_before_passes, 2u);  // a wait in each, and nothing else
     expect_allocations(0, "idle pass");
     send_message(1, 1);
     expect_allocations(3, "QoS 1 publish: entry, topic, payload");

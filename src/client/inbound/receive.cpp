@@ -137,19 +137,31 @@ int32_t read_from_network(mqtt_client &client, uint32_t wait_ms) {
     return status;
 }
 
-void handle_failed_read(mqtt_client &client, int32_t status) {
-    const bool closed = net_adapter_peer_closed(client.net_index);
+// closed: nothing will ever be read again.
+void handle_failed_read(mqtt_client &client, int32_t status, bool closed) {
     if (client.state == MQTT_CLIENT_CONNECTING) {
         LOG_DEBUG("MQTT_CLIENTCONNECTING状态-接收超时/失败（状态码：%d），继续等待CONNACK", status);
-        if (closed) {
-            // The read came back at once, and will until the CONNACK is overdue.
-            platform_delay_ms(READ_WAIT_MS);
-        }
-        return;
-    }
-    if (client.state == MQTT_CLIENT_CONNECTED && (closed || status < ADAPTER_TIMEOUT)) {
+    } else if (client.state == MQTT_CLIENT_CONNECTED && (closed || status < ADAPTER_TIMEOUT)) {
         LOG_ERROR("MQTT_CLIENT报文接收失败（网络状态码：%d），TCP链路异常，标记断线", status);
         lose_link(client);
+    }
+}
+
+void read_and_handle(mqtt_client &client) {
+    const uint32_t begun = tick_now();
+    const int32_t status = read_from_network(client, READ_WAIT_MS);
+    if (status == 0) {
+        handle_held_packets(client);
+        return;
+    }
+    const uint32_t waited_ms = tick_now() - begun;
+    // A socket that was silent for the whole wait has not been closed either.
+    const bool closed = waited_ms < READ_WAIT_MS && net_adapter_peer_closed(client.net_index);
+    handle_failed_read(client, status, closed);
+    if (closed && client.state == MQTT_CLIENT_CONNECTING) {
+        // Every read fails at once until the CONNACK is overdue. The application's loop is not to
+        // spin meanwhile.
+        platform_delay_ms(READ_WAIT_MS - waited_ms);
     }
 }
 
@@ -189,11 +201,6 @@ void mqtt_client_recv_packet_proc(mqtt_client *client) {
     if (!is_inside_packet(rx)) {
         rx.whole_ms = tick_now();
     }
-    const int32_t status = read_from_network(*client, READ_WAIT_MS);
-    if (status == 0) {
-        handle_held_packets(*client);
-    } else {
-        handle_failed_read(*client, status);
-    }
+    read_and_handle(*client);
     give_up_on_endless_packet(*client);
 }
