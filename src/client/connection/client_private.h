@@ -77,7 +77,8 @@ void lose_link(mqtt_client &client);
 void receive_what_has_arrived(mqtt_client &client);
 
 // Lets the system give up on data that the peer does not acknowledge, early enough for a peer that
-// vanished to be noticed within one and a half keep-alive intervals.
+// vanished to be noticed within one and a half keep-alive intervals, and while a message on its way
+// has repetitions left.
 void apply_unacked_timeout(const mqtt_client &client);
 
 }  // namespace zep

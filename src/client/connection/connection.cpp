@@ -19,6 +19,10 @@ constexpr uint32_t ACK_BUFFER_SIZE = 32;
 // What timers may be late, the system's and the loop's, however short the interval.
 constexpr uint32_t LATE_MS = 500;
 
+// A message is repeated 2, 6 and 14 seconds after it was sent. A peer that vanished is given up
+// between the second and the third, so that the third one finds the next connection.
+constexpr uint32_t UNACKED_MAX_MS = 10000;
+
 }  // namespace
 
 void log_null_pointer(const char *operation) {
@@ -65,11 +69,13 @@ void lose_link(mqtt_client &client) {
 }
 
 void apply_unacked_timeout(const mqtt_client &client) {
-    // A PINGREQ goes out half an interval after the last activity. Three quarters more without an
-    // acknowledgement end the connection, and leave the system's timers a quarter to be late.
+    uint32_t silence_ms = UNACKED_MAX_MS;
     const uint32_t interval_ms = client.config.keep_alive * 1000U;
-    const uint32_t silence_ms =
-        interval_ms == 0 ? 0 : std::min(interval_ms / 4 * 3, interval_ms - LATE_MS);
+    if (interval_ms != 0) {
+        // A PINGREQ goes out half an interval after the last activity. Three quarters more without
+        // an acknowledgement leave the system's timers a quarter to be late.
+        silence_ms = std::min({silence_ms, interval_ms / 4 * 3, interval_ms - LATE_MS});
+    }
     net_adapter_set_unacked_timeout(client.net_index, silence_ms);
 }
 
