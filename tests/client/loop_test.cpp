@@ -113,7 +113,7 @@ TEST_F(loop_311_test, clients_share_the_interval_between_attempts) {
 // Many clients that wait for their turn to reconnect, each counted by its attempts.
 class turn_test : public client_test {
  protected:
-    turn_test() { config.reconnect_interval_ms = 1000; }
+    turn_test() { log_is_recorded = false; }  // the attempts are counted
     ~turn_test() override {
         for (mqtt_client *each : waiting) {
             mqtt_client_destroy(each);

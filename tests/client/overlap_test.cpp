@@ -12,6 +12,32 @@ using std::chrono::steady_clock;
 
 FOR_BOTH_VERSIONS(overlap_test);
 
+// Clients of several threads that wait for their turn to reconnect, come and go.
+TEST_P(overlap_test, of_many_threads_every_client_gets_its_turn) {
+    agent_log_set_level(AGENT_LOG_FATAL);
+    broker.stop_listening();
+    config.reconnect_interval_ms = 1;
+    std::atomic<int> satisfied{0};
+    const auto end = steady_clock::now() + std::chrono::seconds(10);
+    const auto reconnect_often = [&] {
+        for (int lives = 0; lives < 3; lives++) {
+            mqtt_client *each =
+                mqtt_client_create(&config, callback_recorder::core_message, nullptr, nullptr);
+            while (each->reconnect_count < 20 && steady_clock::now() < end) {
+                EXPECT_EQ(mqtt_client_loop(each), 0);
+                std::this_thread::yield();
+            }
+            satisfied += each->reconnect_count >= 20;
+            mqtt_client_destroy(each);
+        }
+    };
+    std::thread first(reconnect_often), second(reconnect_often), third(reconnect_often);
+    first.join();
+    second.join();
+    third.join();
+    EXPECT_EQ(satisfied, 9);
+}
+
 TEST_P(overlap_test, of_two_calls_one_is_turned_away) {
     agent_log_set_level(AGENT_LOG_FATAL);
     connect();
