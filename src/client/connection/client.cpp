@@ -6,6 +6,7 @@
 
 #include "client/connection/client_private.h"
 #include "client/connection/reconnect.h"
+#include "client/connection/will.h"
 #include "core/wipe.h"
 #include "log/log_lines.h"
 
@@ -32,21 +33,21 @@ bool will_is_valid(const mqtt_client_config &config) {
     if (config.will_flag == 0) {
         return true;
     }
-    const size_t topic_length = strnlen(config.will_topic, sizeof config.will_topic);
-    if (topic_length == 0 || topic_length >= sizeof config.will_topic) {
+    const will_faults faults = find_will_faults(config);
+    if (faults.topic_missing || faults.topic_too_long) {
         LOG_ERROR(
             "MQTT_CLIENT: 创建失败：遗嘱主题非法（空指针/空字符串/超长，长度：%d，最大允许：%d）",
-            static_cast<int>(topic_length), MQTT_CLIENT_TOPIC_MAX);
+            faults.topic_length, MQTT_CLIENT_TOPIC_MAX);
         return false;
     }
-    if (config.will_qos > QOS_MAX) {
+    if (faults.qos_invalid) {
         LOG_WARN("MQTT_CLIENT: 遗嘱QoS非法（%d）.", config.will_qos);
         return false;
     }
-    if (config.will_payload_len == 0 || config.will_payload_len > WILL_PAYLOAD_MAX) {
+    if (faults.payload_missing || faults.payload_too_long) {
         LOG_ERROR(
             "MQTT_CLIENT: 创建失败：遗嘱载荷非法（空指针/空数据/超长，长度：%d，最大允许：%d）",
-            config.will_payload_len, WILL_PAYLOAD_MAX);
+            config.will_payload_len, CORE_WILL_PAYLOAD_MAX);
         return false;
     }
     return true;
@@ -151,7 +152,7 @@ void mqtt_client_destroy(mqtt_client *client) {
     client->alive = 0;
     leave_reconnect_line(state_of(*client).reconnect);
     (void)mqtt_client_disconnect(client);
-    if (client->net_index != MQTT_CLIENT_NO_INSTANCE) {
+    if (has_instance(*client)) {
         // The switch to 3.1.1 leaves a disconnected client with its instance open.
         end_connection(*client);
     }

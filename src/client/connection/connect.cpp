@@ -5,7 +5,8 @@
 #include <zep_mqtt/platform/text.h>
 
 #include "client/connection/client_private.h"
-#include "client/connection/connect_will.h"
+#include "client/connection/keep_alive.h"
+#include "client/connection/will.h"
 #include "log/log_lines.h"
 
 using namespace zep;
@@ -14,16 +15,16 @@ namespace {
 
 // A will that turned out unusable is left out; the connection is made without it.
 bool will_can_be_sent(const mqtt_client_config &config) {
-    const size_t topic_length = strnlen(config.will_topic, sizeof config.will_topic);
-    if (topic_length == 0 || config.will_payload_len == 0) {
+    const will_faults faults = find_will_faults(config);
+    if (faults.topic_missing || faults.payload_missing) {
         LOG_ERROR("MQTT_CLIENT: 遗嘱配置非法：主题/载荷为空或空指针，强制关闭遗嘱");
         return false;
     }
-    if (topic_length >= sizeof config.will_topic || config.will_payload_len > WILL_PAYLOAD_MAX) {
+    if (faults.topic_too_long || faults.payload_too_long) {
         LOG_ERROR(
             "MQTT_CLIENT: 遗嘱数据过长（主题：%d > %d，载荷：%d > %d），超过限制，强制关闭遗嘱",
-            static_cast<int>(topic_length), MQTT_CLIENT_TOPIC_MAX, config.will_payload_len,
-            WILL_PAYLOAD_MAX);
+            faults.topic_length, MQTT_CLIENT_TOPIC_MAX, config.will_payload_len,
+            CORE_WILL_PAYLOAD_MAX);
         return false;
     }
     return true;
@@ -42,7 +43,7 @@ int32_t encode_connect311(mqtt_client &client, uint32_t *length) {
     connect.has_password = config.password[0] != '\0' ? 1 : 0;
     connect.password = config.password;
     if (config.will_flag != 0 && will_can_be_sent(config)) {
-        carry_will(config, connect);
+        set_will(config, connect);
     }
     return mqtt_client_encode_packet(&client, &packet, client.tx_buf, length);
 }
@@ -77,7 +78,7 @@ int32_t open_instance(mqtt_client &client) {
     const mqtt_client_config &config = client.config;
     client.net_index =
         static_cast<uint8_t>(net_adapter_open(config.broker_host, config.broker_port));
-    if (client.net_index == MQTT_CLIENT_NO_INSTANCE) {
+    if (!has_instance(client)) {
         LOG_ERROR("MQTT_CLIENT: 打开网络通道失败（无效实例下标）");
         return MQTT_ERR_INTERNAL;
     }
@@ -111,8 +112,7 @@ int32_t mqtt_client_connect(mqtt_client *client) {
         log_null_pointer("mqtt_client_connect");
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (client->state == MQTT_CLIENT_CONNECTING || client->state == MQTT_CLIENT_CONNECTED ||
-        client->net_index != MQTT_CLIENT_NO_INSTANCE) {
+    if (!is_disconnected(*client) || has_instance(*client)) {
         LOG_WARN("MQTT_CLIENT: 客户端已连接/正在连接中，无需重复调用");
         return MQTT_OK;
     }

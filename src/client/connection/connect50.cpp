@@ -4,7 +4,7 @@
 #include <zep_mqtt/protocol/v50/connect.h>
 
 #include "client/connection/client_private.h"
-#include "client/connection/connect_will.h"
+#include "client/connection/will.h"
 #include "log/log_lines.h"
 
 using namespace zep;
@@ -17,18 +17,17 @@ int32_t fill_will(const mqtt_client_config &config, mqtt50_connect &connect) {
     if (config.will_flag == 0) {
         return MQTT_OK;
     }
-    const size_t topic_length = strnlen(config.will_topic, sizeof config.will_topic);
-    if (topic_length == 0 || topic_length >= sizeof config.will_topic) {
-        LOG_ERROR("MQTT_CLIENT50: 5.0遗嘱主题非法（长度：%d），编码失败",
-                  static_cast<int>(topic_length));
+    const will_faults faults = find_will_faults(config);
+    if (faults.topic_missing || faults.topic_too_long) {
+        LOG_ERROR("MQTT_CLIENT50: 5.0遗嘱主题非法（长度：%d），编码失败", faults.topic_length);
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (config.will_payload_len > WILL_PAYLOAD_MAX) {
+    if (faults.payload_too_long) {
         LOG_ERROR("MQTT_CLIENT50: 5.0遗嘱载荷超长（%d > %d），编码失败", config.will_payload_len,
-                  WILL_PAYLOAD_MAX);
+                  CORE_WILL_PAYLOAD_MAX);
         return MQTT_ERR_INVALID_PARAM;
     }
-    carry_will(config, connect);
+    set_will(config, connect);
     return MQTT_OK;
 }
 

@@ -6,8 +6,9 @@
 
 #include "client/connection/busy_guard.h"
 #include "client/connection/client_private.h"
-#include "client/outbound/retransmit.h"
+#include "client/connection/keep_alive.h"
 #include "client/connection/reconnect.h"
+#include "client/outbound/retransmit.h"
 #include "log/log_lines.h"
 
 using namespace zep;
@@ -17,14 +18,13 @@ namespace {
 constexpr uint32_t CONNACK_TIMEOUT_MS = 3000;
 constexpr uint32_t CLEAN_TICK_STEP = 10;
 constexpr uint32_t CLEAN_TICK_LIMIT = 499;
-constexpr uint32_t PINGREQ_SIZE = 2;
 
 void reconnect(mqtt_client &client) {
     client.config.clean_start = 1;
     client.reconnect_count++;
     LOG_INFO("MQTT_CLIENT: 触发自动重连【第%d次】，尝试重新连接Broker：%s:%d",
              client.reconnect_count, client.config.broker_host, client.config.broker_port);
-    if (client.net_index != MQTT_CLIENT_NO_INSTANCE) {
+    if (has_instance(client)) {
         // The switch to 3.1.1 left it open.
         end_connection(client);
     }
@@ -47,52 +47,14 @@ void check_connack_timeout(mqtt_client &client) {
         return;
     }
     receive_what_has_arrived(client);
-    if (client.state == MQTT_CLIENT_CONNECTING) {
+    if (is_connecting(client)) {
         LOG_ERROR("MQTT_CLIENT: CONNACK等待超时（%dms），连接失败！", CONNACK_TIMEOUT_MS);
         end_connection(client);
     }
 }
 
-uint32_t keep_alive_interval_ms(const mqtt_client &client) {
-    const bool server_decides =
-        client.conn_info != nullptr && client.conn_info->server_keep_alive != 0;
-    return 1000U *
-           (server_decides ? client.conn_info->server_keep_alive : client.config.keep_alive);
-}
-
-int32_t send_pingreq(mqtt_client &client) {
-    mqtt_packet packet = {};
-    packet.type = MQTT_PACKET_PINGREQ;
-    uint8_t buffer[PINGREQ_SIZE];
-    uint32_t length = sizeof buffer;
-    const int32_t status = mqtt_client_encode_packet(&client, &packet, buffer, &length);
-    return status == MQTT_OK ? send_packet(client, buffer, length) : status;
-}
-
-void keep_alive(mqtt_client &client) {
-    if (!is_connected(client) || client.config.keep_alive == 0) {
-        return;
-    }
-    const uint32_t now = tick_now();
-    if (now - client.last_activity_ms < keep_alive_interval_ms(client) / 2) {
-        return;
-    }
-    apply_unacked_timeout(client);  // the round trips may have changed
-    const int32_t sent = send_pingreq(client);
-    if (sent != 0) {
-        LOG_ERROR("MQTT_CLIENT: 心跳报文发送失败（状态码：%d），标记断线", sent);
-        receive_what_has_arrived(client);
-        if (is_connected(client)) {
-            end_connection(client);
-        }
-    } else {
-        LOG_DEBUG("MQTT_CLIENT: 发送心跳保活 PINGREQ，心跳间隔：%ds", client.config.keep_alive);
-    }
-    client.last_activity_ms = now;
-}
-
 void serve_connection(mqtt_client &client) {
-    if (client.state == MQTT_CLIENT_DISCONNECTED || client.net_index == MQTT_CLIENT_NO_INSTANCE) {
+    if (!has_link(client)) {
         return;
     }
     mqtt_client_recv_packet_proc(&client);
@@ -128,12 +90,12 @@ int32_t mqtt_client_loop(mqtt_client *client) {
     if (client->alive == 0) {
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (client->state == MQTT_CLIENT_DISCONNECTED) {
+    if (is_disconnected(*client)) {
         reconnect_when_due(*client);
     } else {
         leave_reconnect_line(state_of(*client).reconnect);
     }
-    if (client->state == MQTT_CLIENT_CONNECTING) {
+    if (is_connecting(*client)) {
         check_connack_timeout(*client);
     }
     serve_connection(*client);

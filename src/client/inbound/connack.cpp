@@ -8,14 +8,9 @@
 
 namespace zep {
 
-// A client takes note of a CONNECT and no more. The decoder passes none on today.
-void on_connect(mqtt_client &, const mqtt_packet &packet) {
-    LOG_INFO("MQTT_CLIENT收到3.1.1 CONNECT报文，client_id:%s", packet.body.connect.client_id);
-}
-
 void on_connack(mqtt_client &client, const mqtt_packet &packet) {
     const mqtt_packet_connack &connack = packet.body.connack;
-    if (client.state != MQTT_CLIENT_CONNECTING) {
+    if (!is_connecting(client)) {
         LOG_WARN("MQTT_CLIENT非连接状态收到CONNACK，忽略");
         return;
     }

@@ -5,6 +5,7 @@
 #include <zep_mqtt/platform/text.h>
 
 #include "client/connection/client_private.h"
+#include "client/connection/keep_alive.h"
 #include "client/inbound/inbound.h"
 #include "log/log_lines.h"
 
@@ -111,7 +112,7 @@ int32_t mqtt50_client_handle_connack(mqtt_client *client, const mqtt50_connack *
         LOG_ERROR("MQTT_CLIENT50: 5.0 CONNACK ERR: 入参空指针，非法调用");
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (client->state != MQTT_CLIENT_CONNECTING) {
+    if (!is_connecting(*client)) {
         LOG_WARN("MQTT_CLIENT50: 5.0 CONNACK WARN: 非CONNECTING状态，忽略报文");
         return MQTT_OK;
     }

@@ -1,4 +1,5 @@
-// Finds the handler of a received packet: its version, its type, the state that it needs.
+// Hands a received packet to its handler, found by protocol version and packet type. A packet that
+// comes in another connection state than its handler needs is dropped without a log line.
 #include "client/inbound/dispatch.h"
 
 #include <iterator>
@@ -18,8 +19,8 @@ constexpr uint32_t ANY_STATE = UINT32_MAX;
 
 template <typename Handler>
 struct route {
-    Handler handle = nullptr;  // null: packets of this type are not acted on
-    uint32_t state = ANY_STATE;
+    Handler handle = nullptr;    // null: the type is logged as unknown
+    uint32_t state = ANY_STATE;  // connection state that the handler needs
 };
 
 using handler311 = void (*)(mqtt_client &, const mqtt_packet &);
@@ -28,7 +29,7 @@ using handler50 = void (*)(mqtt_client &, const uint8_t *, uint32_t);
 // Both tables are indexed by the packet type.
 constexpr route<handler311> ROUTES_311[16] = {
     {},
-    {on_connect, ANY_STATE},
+    {},  // CONNECT: the decoder refuses it
     {on_connack, ANY_STATE},
     {on_publish, MQTT_CLIENT_CONNECTED},
     {on_puback, MQTT_CLIENT_CONNECTED},
@@ -65,11 +66,11 @@ constexpr route<handler50> ROUTES_50[16] = {
 };
 
 template <typename Handler>
-bool is_open(const mqtt_client &client, const route<Handler> &way) {
-    return way.state == ANY_STATE || way.state == client.state;
+bool accepts(const route<Handler> &route, uint32_t state) {
+    return route.state == ANY_STATE || route.state == state;
 }
 
-// A decoded 3.1.1 packet; whatever the decoder allocated for it goes when it goes.
+// A decoded 3.1.1 packet, with what the decoder allocated for it.
 class decoded_packet {
  public:
     decoded_packet(const uint8_t *data, uint32_t length)
@@ -117,20 +118,20 @@ void dispatch311(mqtt_client &client, const uint8_t *data, uint32_t length) {
         return;
     }
     const uint32_t type = packet.get().type;
-    const route<handler311> &way = ROUTES_311[type];
-    if (way.handle == nullptr) {
+    const route<handler311> &route = ROUTES_311[type];
+    if (route.handle == nullptr) {
         LOG_DEBUG("MQTT_CLIENT收到未知报文类型 (0x%02X)", type);
-    } else if (is_open(client, way)) {
-        way.handle(client, packet.get());
+    } else if (accepts(route, client.state)) {
+        route.handle(client, packet.get());
     }
 }
 
 void dispatch50(mqtt_client &client, const uint8_t *data, uint32_t length, uint32_t type) {
-    const route<handler50> &way = ROUTES_50[type];
-    if (way.handle == nullptr) {
+    const route<handler50> &route = ROUTES_50[type];
+    if (route.handle == nullptr) {
         LOG_DEBUG("MQTT_CLIENT收到5.0未知报文类型 (0x%02X)", type);
-    } else if (is_open(client, way)) {
-        way.handle(client, data, length);
+    } else if (accepts(route, client.state)) {
+        route.handle(client, data, length);
     }
 }
 

@@ -1,9 +1,12 @@
-// The handlers of the receive dispatch: one for each kind of packet that a client handles. What the
-// two versions share stands once and is told apart by `label`, which is part of the log lines.
+// The handlers of the receive dispatch, one for each packet type and version. Where both versions
+// do the same, the handlers share a function; its `label` is the part of the log lines that
+// differs.
 #pragma once
 
 #include <zep_mqtt/client/client.h>
 #include <zep_mqtt/core/status.h>
+
+#include "client/connection/client_state.h"
 
 namespace zep {
 
@@ -24,7 +27,6 @@ struct inbound_publish {
 };
 
 // 3.1.1, decoded.
-void on_connect(mqtt_client &client, const mqtt_packet &packet);
 void on_connack(mqtt_client &client, const mqtt_packet &packet);
 void on_publish(mqtt_client &client, const mqtt_packet &packet);
 void on_puback(mqtt_client &client, const mqtt_packet &packet);
@@ -45,6 +47,11 @@ void on_suback50(mqtt_client &client, const uint8_t *packet, uint32_t length);
 void on_unsuback50(mqtt_client &client, const uint8_t *packet, uint32_t length);
 void on_pingresp50(mqtt_client &client, const uint8_t *packet, uint32_t length);
 void on_disconnect50(mqtt_client &client, const uint8_t *packet, uint32_t length);
+
+// The broker kept no session: what it sends from now on repeats nothing of an earlier connection.
+inline void forget_received_messages(mqtt_client &client) {
+    received_ids_clear(state_of(client).received_qos2);
+}
 
 // Hands a message to the application.
 inline void deliver(const mqtt_client &client, const mqtt_message &message) {

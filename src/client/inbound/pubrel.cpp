@@ -3,6 +3,7 @@
 
 #include "client/connection/client_private.h"
 #include "client/inbound/inbound.h"
+#include "client/outbound/acknowledge.h"
 #include "log/log_lines.h"
 #include "protocol/v50/decode.h"
 #include "qos/received_ids.h"

@@ -103,8 +103,7 @@ packet_bytes next_packet(mqtt_client &client) {
 // A callback may have disconnected the client, or connected it anew: then nothing that the old
 // connection brought is handled any more.
 bool is_receiving(const mqtt_client &client) {
-    return client.state != MQTT_CLIENT_DISCONNECTED &&
-           client.net_index != MQTT_CLIENT_NO_INSTANCE && state_of(client).rx.end != 0;
+    return has_link(client) && state_of(client).rx.end != 0;
 }
 
 void handle_held_packets(mqtt_client &client) {
@@ -139,9 +138,9 @@ int32_t read_from_network(mqtt_client &client, uint32_t wait_ms) {
 
 // closed: nothing will ever be read again.
 void handle_failed_read(mqtt_client &client, int32_t status, bool closed) {
-    if (client.state == MQTT_CLIENT_CONNECTING) {
+    if (is_connecting(client)) {
         LOG_DEBUG("MQTT_CLIENTCONNECTING状态-接收超时/失败（状态码：%d），继续等待CONNACK", status);
-    } else if (client.state == MQTT_CLIENT_CONNECTED && (closed || status < ADAPTER_TIMEOUT)) {
+    } else if (is_connected(client) && (closed || status < ADAPTER_TIMEOUT)) {
         LOG_ERROR("MQTT_CLIENT报文接收失败（网络状态码：%d），TCP链路异常，标记断线", status);
         lose_link(client);
     }
@@ -158,7 +157,7 @@ void read_and_handle(mqtt_client &client) {
     // A socket that was silent for the whole wait has not been closed either.
     const bool closed = waited_ms < READ_WAIT_MS && net_adapter_peer_closed(client.net_index);
     handle_failed_read(client, status, closed);
-    if (closed && client.state == MQTT_CLIENT_CONNECTING) {
+    if (closed && is_connecting(client)) {
         // Every read fails at once until the CONNACK is overdue. The application's loop is not to
         // spin meanwhile.
         platform_delay_ms(READ_WAIT_MS - waited_ms);

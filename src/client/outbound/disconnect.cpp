@@ -29,7 +29,7 @@ int32_t mqtt_client_disconnect(mqtt_client *client) {
         log_null_pointer("mqtt_client_disconnect");
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (client->state == MQTT_CLIENT_DISCONNECTED || client->net_index == MQTT_CLIENT_NO_INSTANCE) {
+    if (!has_link(*client)) {
         LOG_WARN("MQTT_CLIENT: 客户端未连接");
         return MQTT_OK;
     }

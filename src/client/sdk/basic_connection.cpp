@@ -1,4 +1,4 @@
-// Connect, disconnect, destroy, state and loop of a handle.
+// The life of a handle after its creation: connect, disconnect, destroy, state read-out and loop.
 #include <zep_mqtt/client/loop.h>
 #include <zep_mqtt/client/operations.h>
 #include <zep_mqtt/platform/memory.h>

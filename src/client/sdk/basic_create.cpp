@@ -1,36 +1,19 @@
-// Creation of a handle: the public configuration becomes the core's.
+// Creation of a handle, whose public configuration is copied into the core's, and the delivery of
+// messages to it.
 #include <cstring>
 
 #include <zep_mqtt/platform/memory.h>
 #include <zep_mqtt/platform/text.h>
 
 #include "client/sdk/basic_private.h"
-#include "core/shared.h"
 #include "core/wipe.h"
 #include "log/log_lines.h"
-
-uint8_t g_banner_printed;
 
 using namespace zep;
 
 namespace {
 
-constexpr uint32_t WILL_TOPIC_MAX = 63;
-constexpr uint32_t WILL_PAYLOAD_MAX = 255;
 constexpr uint32_t CIPHER_KEY_SIZE = 16;
-
-void print_banner_once() {
-    if (!shared_claim(g_banner_printed)) {
-        return;
-    }
-    constexpr const char *RULE = "========================================================";
-    LOG_WARN("%s", RULE);
-    LOG_WARN("  MQTT Client SDK");
-    LOG_WARN("  Version: 3.1.0 ");
-    LOG_WARN("  MQTT 3.1.1 and 5.0, no protocol thread");
-    LOG_WARN("  Drive every client by calling its loop");
-    LOG_WARN("%s", RULE);
-}
 
 bool credential_fits(const char *text, const char *name) {
     if (platform_strlen(text) <= SDK_CREDENTIAL_MAX) {
@@ -59,7 +42,7 @@ void copy_cut(char (&field)[Size], const char *text, const char *name) {
     }
 }
 
-void take_cipher(const zep_mqtt_sdk_config &from, mqtt_client_config &to) {
+void copy_cipher(const zep_mqtt_sdk_config &from, mqtt_client_config &to) {
     to.crypto_enable = from.crypto_enable;
     if (from.crypto_enable != 0 && from.crypto_key != nullptr && from.crypto_iv != nullptr) {
         std::memcpy(to.crypto_key, from.crypto_key, CIPHER_KEY_SIZE);
@@ -68,16 +51,16 @@ void take_cipher(const zep_mqtt_sdk_config &from, mqtt_client_config &to) {
 }
 
 // A topic or payload outside its limits is left empty, which makes the core refuse the will.
-void take_will(const zep_mqtt_sdk_config &from, mqtt_client_config &to) {
+void copy_will(const zep_mqtt_sdk_config &from, mqtt_client_config &to) {
     to.will_flag = from.will_flag;
     if (from.will_flag == 0 || from.will_topic == nullptr || from.will_payload == nullptr) {
         return;
     }
     const size_t topic_length = platform_strlen(from.will_topic);
-    if (topic_length >= 1 && topic_length <= WILL_TOPIC_MAX) {
+    if (topic_length >= 1 && topic_length <= SDK_WILL_TOPIC_MAX) {
         std::memcpy(to.will_topic, from.will_topic, topic_length + 1);
     }
-    if (from.will_payload_len >= 1 && from.will_payload_len <= WILL_PAYLOAD_MAX) {
+    if (from.will_payload_len >= 1 && from.will_payload_len <= SDK_WILL_PAYLOAD_MAX) {
         std::memcpy(to.will_payload, from.will_payload, from.will_payload_len);
         to.will_payload_len = from.will_payload_len;
     }
@@ -112,8 +95,8 @@ mqtt_client_config core_config(const zep_mqtt_sdk_config &from) {
     to.reserved3 = from.reserved7;
     to.mqtt_version = from.mqtt_ver == ZEP_MQTT_SDK_VERSION_50 ? MQTT_VERSION_50 : MQTT_VERSION_311;
     to.keep_alive = static_cast<uint16_t>(from.keep_alive);
-    take_cipher(from, to);
-    take_will(from, to);
+    copy_cipher(from, to);
+    copy_will(from, to);
     to.max_packet_size = limited_packet_size(from.v50_max_pkt_size);
     return to;
 }
@@ -148,7 +131,7 @@ zep_mqtt_sdk_client *allocate_handle(const zep_mqtt_sdk_config &config) {
 zep_mqtt_sdk_client *zep_mqtt_sdk_client_create(const zep_mqtt_sdk_config *config,
                                                 zep_mqtt_sdk_msg_cb msg_cb,
                                                 zep_mqtt_sdk_resp_cb resp_cb) {
-    print_banner_once();
+    sdk_print_banner_once();
     if (!arguments_are_valid(config, msg_cb)) {
         return nullptr;
     }

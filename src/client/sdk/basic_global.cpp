@@ -1,4 +1,4 @@
-// The library-wide half of the public interface.
+// Initialisation and shutdown of the library as a whole.
 #include <zep_mqtt/net/adapter.h>
 #include <zep_mqtt_sdk.h>
 

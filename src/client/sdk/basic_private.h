@@ -1,5 +1,5 @@
-// What the files of the public interface share. What decides on a call before the busy flag does is
-// accessed atomically: the call may overlap with one that runs.
+// What the files of the public interface share. The fields of a handle that are read before the
+// busy flag is taken are accessed atomically, because the call may overlap with another one.
 #pragma once
 
 #include <zep_mqtt/client/handle.h>
@@ -9,6 +9,11 @@ namespace zep {
 constexpr uint32_t SDK_PACKET_MAX = 1028;
 constexpr uint32_t SDK_CREDENTIAL_MAX = 64;
 constexpr uint32_t SDK_SHARE_GROUP_MAX = 64;
+constexpr uint32_t SDK_WILL_TOPIC_MAX = 63;
+constexpr uint32_t SDK_WILL_PAYLOAD_MAX = 255;
+
+// Before the first creation of a handle in the process.
+void sdk_print_banner_once();
 
 // The public result for a core status: the only translation between the two.
 int32_t sdk_result(int32_t core_status);
@@ -17,6 +22,7 @@ int32_t sdk_result(int32_t core_status);
 // to 3.1.1 since.
 bool sdk_speaks_50(const zep_mqtt_sdk_client &handle);
 
+// The last loop call has seen the core connected.
 bool sdk_is_usable(const zep_mqtt_sdk_client &handle);
 
 void sdk_set_connected(zep_mqtt_sdk_client &handle, bool connected);
