@@ -1,33 +1,13 @@
-// What the client operations record in the store of the process, in the name of a session.
+// The record that the client operations keep of their subscriptions, in the store of the process.
 #include <cstring>
 
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/topic/subscription_store.h>
 
 #include "log/log_lines.h"
+#include "topic/wildcards.h"
 
 namespace {
-
-bool starts_level(const char *filter, const char *at) {
-    return at == filter || at[-1] == '/';
-}
-
-// MQTT 3.1.1 §4.7.1: a '+' fills its level, a '#' fills the last one.
-bool wildcards_are_placed(const char *filter) {
-    for (const char *at = std::strpbrk(filter, "+#"); at != nullptr;
-         at = std::strpbrk(at + 1, "+#")) {
-        if (!starts_level(filter, at)) {
-            return false;
-        }
-        if (*at == '#') {
-            return at[1] == '\0';
-        }
-        if (at[1] != '\0' && at[1] != '/') {
-            return false;
-        }
-    }
-    return true;
-}
 
 int32_t refuse_filter(const mqtt_session &session, const char *filter, int32_t reason) {
     LOG_ERROR("[业务层] 添加订阅失败：过滤器非法（%s），ClientID=%s，错误码=%d", filter,
@@ -51,7 +31,7 @@ int32_t check_subscription(const mqtt_session *session, const char *filter, uint
     if (std::strlen(filter) >= MQTT_TOPIC_STORE_SIZE) {
         return refuse_filter(*session, filter, MQTT_ERR_TOPIC_TOO_LONG);
     }
-    if (!wildcards_are_placed(filter)) {
+    if (zep::find_wildcard_fault(filter) != zep::wildcard_fault::none) {
         return refuse_filter(*session, filter, MQTT_ERR_INVALID_PARAM);
     }
     return MQTT_OK;

@@ -1,3 +1,4 @@
+// The exported composer of shared filters.
 #include <cstring>
 
 #include <zep_mqtt/core/status.h>
@@ -5,16 +6,14 @@
 #include <zep_mqtt/topic/subscription_store.h>
 
 #include "log/log_lines.h"
+#include "topic/share_group.h"
 
 namespace {
 
-constexpr char PREFIX[] = "$share/";
-
 int32_t check_group(const char *group) {
-    const size_t length = std::strlen(group);
-    if (length >= MQTT_SHARE_GROUP_SIZE) {
-        LOG_ERROR("mqtt_topic: share group too long, len=%u", static_cast<unsigned>(length));
-        return MQTT_ERR_TOPIC_TOO_LONG;
+    const int32_t status = zep::check_share_group_length(group);
+    if (status != MQTT_OK) {
+        return status;
     }
     if (std::strpbrk(group, "/$") != nullptr) {
         LOG_ERROR("mqtt_topic: share group has invalid char (/ or $)");
@@ -47,13 +46,13 @@ int32_t mqtt_topic_client_build_shared(const char *filter, const char *group, ch
     }
     int32_t status = check_group(group);
     if (status == MQTT_OK) {
-        status = check_length(std::strlen(PREFIX) + std::strlen(group) + 1 + std::strlen(filter));
+        status = check_length(zep::shared_filter_length(group, filter));
     }
     if (status != MQTT_OK) {
         return status;
     }
     std::memset(topic, 0, MQTT_TOPIC_STORE_SIZE);
-    platform_snprintf(topic, MQTT_TOPIC_STORE_SIZE, "%s%s/%s", PREFIX, group, filter);
+    zep::compose_shared_filter(topic, MQTT_TOPIC_STORE_SIZE, group, filter);
     LOG_DEBUG("mqtt_topic: build shared topic: %s", topic);
     return MQTT_OK;
 }

@@ -8,14 +8,15 @@
 
 #include "log/log_lines.h"
 #include "platform/mutex_guard.h"
+#include "topic/share_group.h"
 
 mqtt_topic_list g_mqtt_sub_ctx = {};
 uint8_t g_sub_ctx_inited = 0;
 
 namespace {
 
-// Nothing is logged while the store's lock is held, and nothing that is logged afterwards points
-// into the store.
+// Nothing is logged while the store's lock is held. What is logged afterwards does not point into
+// the store, which another thread may change meanwhile.
 
 mqtt_topic_entry *find(mqtt_topic_list &store, const char *filter) {
     for (mqtt_topic_entry &entry : store.entries) {
@@ -43,12 +44,7 @@ int32_t check_sizes(const char *filter, const char *group) {
                   static_cast<unsigned>(filter_len));
         return MQTT_ERR_TOPIC_TOO_LONG;
     }
-    const size_t group_len = std::strlen(group);
-    if (group_len >= MQTT_SHARE_GROUP_SIZE) {
-        LOG_ERROR("mqtt_topic: share group too long, len=%u", static_cast<unsigned>(group_len));
-        return MQTT_ERR_TOPIC_TOO_LONG;
-    }
-    return MQTT_OK;
+    return zep::check_share_group_length(group);
 }
 
 void set_qos_and_group(mqtt_topic_entry &entry, uint8_t qos, const char *group) {

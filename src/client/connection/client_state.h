@@ -16,7 +16,7 @@ struct receive_buffer {
     uint32_t start;     // of the first byte held
     uint32_t end;       // behind the last byte held
     uint32_t skip;      // bytes of an oversized packet still to be passed over
-    uint32_t whole_ms;  // tick at which a packet was last handled, or begun
+    uint32_t whole_ms;  // tick at which a packet was last handled, begun, or passed over
 };
 
 struct client_state {

@@ -1,6 +1,5 @@
-// Which version a connection speaks, what was negotiated, and the way back to 3.1.1.
+// Which version a connection speaks, and the switch of a client back to 3.1.1.
 #include <zep_mqtt/client/v50.h>
-#include <zep_mqtt/core/status.h>
 
 #include "client/connection/client_private.h"
 #include "log/log_lines.h"
@@ -20,19 +19,6 @@ uint32_t mqtt50_version_auto_detect(const uint8_t *data, int32_t len, const mqtt
         return MQTT_VERSION_311;
     }
     return version;
-}
-
-int32_t mqtt_client50_get_conn_info(const mqtt_client *client, mqtt50_conn_info *info) {
-    if (client == nullptr || info == nullptr || client->conn_info == nullptr) {
-        LOG_ERROR("MQTT_CLIENT50: 获取5.0信息失败，参数无效");
-        return MQTT_ERR_INVALID_PARAM;
-    }
-    if (!negotiated_50(*client)) {
-        LOG_WARN("MQTT_CLIENT50: 获取5.0信息失败，未连接5.0服务端");
-        return MQTT_ERR_INVALID_PARAM;
-    }
-    *info = *client->conn_info;
-    return MQTT_OK;
 }
 
 void mqtt_client_version_downgrade(mqtt_client *client) {

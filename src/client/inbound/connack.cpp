@@ -1,4 +1,4 @@
-// Inbound CONNACK of both versions.
+// Inbound CONNACK of both versions. What a 5.0 one means for the client is in apply_connack50.cpp.
 #include <zep_mqtt/client/receive.h>
 
 #include "client/connection/client_private.h"

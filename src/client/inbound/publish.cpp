@@ -11,22 +11,24 @@ namespace zep {
 
 namespace {
 
-// Puts the payload to be delivered into tx_buf. False: it does not decrypt, the message is dropped.
-bool take_payload(mqtt_client &client, inbound_publish &message, const char *label) {
+// Puts the payload to be delivered into tx_buf, decrypted when the cipher is on. False: it does not
+// decrypt, and the message is dropped.
+bool prepare_payload(mqtt_client &client, inbound_publish &message, const char *label) {
     if (message.payload == nullptr) {
         return true;
     }
     if (cipher_is_on(client) && message.payload_len >= 1 && message.payload_len <= PAYLOAD_MAX) {
-        client.crypto_out_len = PAYLOAD_MAX;
+        uint32_t plain_len = PAYLOAD_MAX;
         const int32_t result = crypto_decrypt(client.crypto, message.payload, message.payload_len,
-                                              client.tx_buf, &client.crypto_out_len);
-        if (result != 0 || client.crypto_out_len == 0 || client.crypto_out_len > PAYLOAD_MAX) {
+                                              client.tx_buf, &plain_len);
+        client.crypto_out_len = plain_len;
+        if (result != 0 || plain_len == 0 || plain_len > PAYLOAD_MAX) {
             LOG_ERROR("MQTT_CLIENT%sPayload解密失败/长度异常，丢弃非法消息", label);
             return false;
         }
         LOG_DEBUG("MQTT_CLIENT%sPayload解密成功，加密长度:%d，明文长度:%d", label,
-                  message.payload_len, client.crypto_out_len);
-        message.payload_len = client.crypto_out_len;
+                  message.payload_len, plain_len);
+        message.payload_len = plain_len;
         return true;
     }
     if (message.payload_len > PAYLOAD_MAX) {
@@ -67,7 +69,7 @@ bool receive_message(mqtt_client &client, inbound_publish message, const char *l
     }
     copy_topic(client, message.topic);
     clear_tx_buf(client);
-    if (!take_payload(client, message, label)) {
+    if (!prepare_payload(client, message, label)) {
         return false;
     }
     acknowledge(client, message, label);

@@ -1,5 +1,5 @@
-// Inbound PUBREL of both versions: an inbound QoS 2 exchange ends (MQTT 3.1.1 §4.3.3). It is
-// answered also when its message is unknown, or the broker would repeat it for ever.
+// Inbound PUBREL of both versions: an inbound QoS 2 exchange ends (MQTT 3.1.1 §4.3.3). A PUBREL for
+// an unknown message is answered too, or the broker would repeat it for ever.
 
 #include "client/connection/client_private.h"
 #include "client/inbound/inbound.h"

@@ -55,11 +55,12 @@ bool is_inside_packet(const receive_buffer &rx) {
     return rx.end != 0 || rx.skip != 0;
 }
 
+// Drops the bytes held of an oversized packet. One that arrives in full reads, or is over, makes
+// progress: it is not the packet that never ends.
 void pass_over_oversized(receive_buffer &rx) {
     const uint32_t passed = std::min(rx.skip, rx.end - rx.start);
     rx.start += passed;
     rx.skip -= passed;
-    // A stream that brings full reads is on its way to the end.
     if (passed == sizeof rx.bytes || (passed != 0 && rx.skip == 0)) {
         rx.whole_ms = tick_now();
     }
@@ -164,8 +165,8 @@ void read_and_handle(mqtt_client &client) {
     }
 }
 
-// A length that promises more than ever comes would swallow all that follows, also what answers our
-// PINGREQs, and the client would never know.
+// A packet whose length promises more than ever comes would swallow everything that follows, also
+// the PINGRESPs, on a connection that looks alive.
 void give_up_on_endless_packet(mqtt_client &client) {
     const receive_buffer &rx = state_of(client).rx;
     if (is_connected(client) && is_inside_packet(rx) &&

@@ -5,6 +5,7 @@
 #include <zep_mqtt/protocol/v311/validate.h>
 
 #include "log/log_lines.h"
+#include "topic/wildcards.h"
 
 namespace {
 
@@ -59,32 +60,21 @@ int32_t check_no_wildcard(std::string_view topic) {
     return MQTT_OK;
 }
 
-bool is_level_start(std::string_view filter, size_t at) {
-    return at == 0 || filter[at - 1] == '/';
-}
-
-bool is_level_end(std::string_view filter, size_t at) {
-    return at + 1 == filter.size() || filter[at + 1] == '/';
-}
-
-// '#' stands for the last level as a whole, '+' for any one level as a whole (MQTT 3.1.1 §4.7.1).
 int32_t check_filter(std::string_view filter) {
-    const size_t hash = filter.find('#');
-    if (hash != NONE && hash + 1 != filter.size()) {
-        LOG_ERROR("[协议合规] 订阅过滤器非法：#通配符未在末尾，topic=%s", filter.data());
-        return MQTT_ERR_WILDCARD_INVALID;
-    }
-    if (hash != NONE && !is_level_start(filter, hash)) {
-        LOG_ERROR("[协议合规] 订阅过滤器非法：#通配符前无/，topic=%s", filter.data());
-        return MQTT_ERR_WILDCARD_INVALID;
-    }
-    for (size_t plus = filter.find('+'); plus != NONE; plus = filter.find('+', plus + 1)) {
-        if (!is_level_start(filter, plus) || !is_level_end(filter, plus)) {
+    switch (zep::find_wildcard_fault(filter)) {
+        case zep::wildcard_fault::hash_not_last:
+            LOG_ERROR("[协议合规] 订阅过滤器非法：#通配符未在末尾，topic=%s", filter.data());
+            return MQTT_ERR_WILDCARD_INVALID;
+        case zep::wildcard_fault::hash_inside_level:
+            LOG_ERROR("[协议合规] 订阅过滤器非法：#通配符前无/，topic=%s", filter.data());
+            return MQTT_ERR_WILDCARD_INVALID;
+        case zep::wildcard_fault::plus_inside_level:
             LOG_ERROR("[协议合规] 订阅过滤器非法：+通配符未单独作为一层，topic=%s", filter.data());
             return MQTT_ERR_WILDCARD_INVALID;
-        }
+        case zep::wildcard_fault::none:
+        default:
+            return MQTT_OK;
     }
-    return MQTT_OK;
 }
 
 int32_t check_wildcards(std::string_view topic, uint32_t mode) {

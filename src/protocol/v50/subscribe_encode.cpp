@@ -8,6 +8,7 @@
 
 #include "log/log_lines.h"
 #include "protocol/v50/packet_io.h"
+#include "topic/share_group.h"
 
 namespace {
 
@@ -39,8 +40,7 @@ int32_t compose_shared_filter(const mqtt50_subscribe &subscribe, filter_text &fi
     if (status != MQTT_OK) {
         return status;
     }
-    platform_snprintf(filter, sizeof filter, "$share/%s/%s", subscribe.share_group,
-                      subscribe.topic);
+    zep::compose_shared_filter(filter, sizeof filter, subscribe.share_group, subscribe.topic);
     LOG_INFO("MQTT5.0_PROTOCOL: MQTT50 SUB: 共享订阅主题拼接完成：%s", filter);
     return MQTT_OK;
 }

@@ -1,4 +1,5 @@
-// Applies a decoded 5.0 CONNACK to a connecting client.
+// What a decoded 5.0 CONNACK makes of a connecting client: connected with what the broker
+// announced, or refused.
 #include <algorithm>
 
 #include <zep_mqtt/core/status.h>
