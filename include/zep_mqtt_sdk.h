@@ -30,7 +30,7 @@ enum zep_mqtt_sdk_result {
     ZEP_MQTT_SDK_ERR_NO_MEMORY = -2,     /**< an allocation failed */
     ZEP_MQTT_SDK_ERR_NOT_CONNECTED = -3, /**< no loop call has seen the client connected */
     ZEP_MQTT_SDK_ERR_CONNECT = -4,       /**< the connection was refused or is not a 5.0 one */
-    ZEP_MQTT_SDK_ERR_PACKET = -5,        /**< the packet would be too long, or did not encode */
+    ZEP_MQTT_SDK_ERR_PACKET = -5,        /**< topic and payload exceed the limit of a publish */
     ZEP_MQTT_SDK_ERR_CACHE = -6,         /**< a QoS cache or the subscription store is full, or
                                               does not hold what was named */
     ZEP_MQTT_SDK_ERR_PACKET_ID = -7,     /**< all 128 packet identifiers are in use */
@@ -56,27 +56,32 @@ enum zep_mqtt_sdk_conn_state {
  * during zep_mqtt_sdk_client_create().
  */
 typedef struct zep_mqtt_sdk_config {
-    const char *client_id;       /**< required, 1 to 23 bytes (MQTT 3.1.1 §3.1.3.1) */
-    const char *broker_host;     /**< required, dotted IPv4 address; names are not resolved */
-    uint16_t broker_port;        /**< required, not 0 */
-    uint8_t clean_start;         /**< 1 asks for a new session. 3.1.1 connections always do, and so
-                                      does every automatic reconnection */
-    uint32_t keep_alive;         /**< seconds, low 16 bits used, at most 120; 0 sends no PINGREQ */
-    const char *username;        /**< null or at most 64 bytes */
-    const char *password;        /**< null or at most 64 bytes */
-    uint8_t crypto_enable;       /**< 1 turns the payload cipher on */
-    const uint8_t *crypto_key;   /**< 16 bytes, or null for zeros */
-    const uint8_t *crypto_iv;    /**< 16 bytes, or null for zeros; both or neither */
-    uint8_t will_flag;           /**< 1 configures a will (MQTT 3.1.1 §3.1.2.5) */
-    const char *will_topic;      /**< 1 to 63 bytes */
-    const uint8_t *will_payload; /**< will payload */
-    uint32_t will_payload_len;   /**< 1 to 255 bytes */
-    uint32_t will_qos;           /**< 0 to 2 */
-    uint8_t will_retain;         /**< not 0: the will is retained */
-    uint32_t reconnect_interval_ms;   /**< least time between two automatic attempts to reconnect of
-                                           any client of the process */
+    const char *client_id;     /**< required, 1 to 23 bytes (MQTT 3.1.1 §3.1.3.1); a longer one is
+                                    cut, which a WARN line says */
+    const char *broker_host;   /**< required, dotted IPv4 address; names are not resolved */
+    uint16_t broker_port;      /**< required, not 0 */
+    uint8_t clean_start;       /**< 1 asks for a new session. 3.1.1 connections always do, and so
+                                    does every automatic reconnection */
+    uint32_t keep_alive;       /**< seconds, low 16 bits used; above 120 becomes 120, which a WARN
+                                    line says; 0 sends no PINGREQ */
+    const char *username;      /**< null or at most 64 bytes */
+    const char *password;      /**< null or at most 64 bytes */
+    uint8_t crypto_enable;     /**< 1 turns the payload cipher on */
+    const uint8_t *crypto_key; /**< 16 bytes, or null for zeros */
+    const uint8_t *crypto_iv;  /**< 16 bytes, or null for zeros; both or neither */
+    uint8_t will_flag;         /**< 1 configures a will (MQTT 3.1.1 §3.1.2.5) */
+    const char *will_topic;    /**< 1 to 63 bytes */
+    const uint8_t *will_payload;      /**< will payload */
+    uint32_t will_payload_len;        /**< 1 to 255 bytes */
+    uint32_t will_qos;                /**< 0 to 2 */
+    uint8_t will_retain;              /**< not 0: the will is retained */
+    uint32_t reconnect_interval_ms;   /**< least time from the end of one automatic attempt to
+                                           reconnect, of any client of the process, to the next.
+                                           Clients that wait take turns. With 0 a client tries in
+                                           every pass and leaves the others no turn */
     uint32_t reserved6;               /**< carried, not read */
-    uint32_t mqtt_ver;                /**< ZEP_MQTT_SDK_VERSION_* */
+    uint32_t mqtt_ver;                /**< ZEP_MQTT_SDK_VERSION_*, not a number of the protocol:
+                                           5 means 3.1.1 */
     uint32_t reserved7;               /**< carried, not read */
     uint32_t session_expiry_interval; /**< 5.0 Session Expiry Interval in seconds (§3.1.2.11.2),
                                            sent when clean_start is 0 */
@@ -94,7 +99,8 @@ typedef struct zep_mqtt_sdk_msg {
                                1017 on 3.1.1, 960 on 5.0; with the cipher 2 less */
     uint32_t qos;         /**< 0, 1 or 2 */
     uint8_t retain;       /**< RETAIN flag */
-    uint32_t ttl;         /**< 5.0 Message Expiry Interval in seconds, 0 for none; 0 on delivery */
+    uint32_t ttl; /**< 5.0 Message Expiry Interval in seconds, 0 for none. Repetitions do not
+                       carry it. 0 on delivery */
 } zep_mqtt_sdk_msg;
 
 /** A client. Opaque. */
@@ -103,14 +109,26 @@ typedef struct zep_mqtt_sdk_client zep_mqtt_sdk_client;
 /**
  * Receives inbound messages. The record and what it points to are valid until the callback returns
  * or disconnects. A SUBACK or UNSUBACK arrives as a message with an empty topic; a SUBACK has a
- * payload of one byte, the granted QoS, which is 0 also when the broker refused.
+ * payload of one byte, the granted QoS. Of a refusal it holds the two low bits: 0 for the 0x80 of
+ * 3.1.1, 3 for a 0x87 of 5.0.
+ *
+ * A topic is cut at U+0000, and 5.0 admits an empty one: such a message looks like the answer to a
+ * subscription. A 5.0 message whose properties run past the end of its packet is delivered with all
+ * that follows its topic and identifier as payload. A message with a topic above 64 bytes, or in a
+ * packet of more than 1,028 bytes (3.1.1: 1,024 behind the fixed header), is passed over and not
+ * acknowledged. At QoS 1 and 2 the broker counts it as unacknowledged until the connection ends:
+ * after 20 of them, by default, mosquitto sends nothing more at these levels.
  *
  * Called from inside the loop. Publish, subscribe, unsubscribe and loop of the same client are
  * refused while it runs; disconnecting is allowed, destroying the client is not.
  */
 typedef void (*zep_mqtt_sdk_msg_cb)(const zep_mqtt_sdk_msg *msg);
 
-/** Receives broker responses and the loss of the link, under the same rules. */
+/**
+ * Receives broker responses and the loss of the link, under the same rules. A 5.0 PUBACK with a
+ * failing reason code comes with success 1 and result -5. The reason codes of PUBREC and PUBCOMP
+ * are not looked at: a message that the broker refused there is reported like any other.
+ */
 typedef mqtt_broker_resp_cb zep_mqtt_sdk_resp_cb;
 
 /** 1 between global init and global deinit. */
@@ -134,7 +152,8 @@ ZEP_MQTT_API void zep_mqtt_sdk_global_deinit(void);
  * @param msg_cb   required
  * @param resp_cb  may be null
  * @return a handle, to be released with zep_mqtt_sdk_client_destroy(), or null: a required value is
- *         missing or too long, the will is malformed, or memory ran out. The log says which.
+ *         missing, user name or password is too long, the client identifier is not valid UTF-8, a
+ *         part of the will is missing or exceeds its limits, or memory ran out. The log says which.
  */
 ZEP_MQTT_API zep_mqtt_sdk_client *zep_mqtt_sdk_client_create(const zep_mqtt_sdk_config *config,
                                                              zep_mqtt_sdk_msg_cb msg_cb,
@@ -155,6 +174,12 @@ ZEP_MQTT_API int32_t zep_mqtt_sdk_client_connect(zep_mqtt_sdk_client *client);
  * the broker has acknowledged it, and given up with a WARN line 16 seconds after that. On 5.0 the
  * copy is kept when there is room and memory for it, and that there was none is not reported: the
  * message has been sent once then.
+ *
+ * Repetition goes by the clock, also on a connection that stands: a broker that takes longer than
+ * two seconds to acknowledge gets a QoS 1 message twice. A cache that is full drops the messages
+ * that last went out more than five seconds ago; the log says how many, no callback says which. A
+ * QoS 2 message whose exchange a reconnection cuts between PUBREC and PUBREL is reported as done,
+ * but not delivered: the session is new, and the broker has forgotten it.
  *
  * @param msg  read during the call only
  * @retval ZEP_MQTT_SDK_ERR_PARAM          null or empty argument, QoS above 2, topic above 64
@@ -223,6 +248,10 @@ ZEP_MQTT_API int32_t zep_mqtt_sdk_client_get_conn_state(const zep_mqtt_sdk_clien
  * for it), resends what is unacknowledged, keeps the connection alive. Call it as often as timers
  * and messages are to be resolved. A broker that has stopped reading can hold a pass up for 3
  * seconds, after which its connection is given up.
+ *
+ * The wait is made for each handle: with twenty quiet ones on a thread, each is served every 400
+ * ms. While it is disconnected a pass does not wait, except for the system during an attempt to
+ * reconnect; the application's loop needs a pause of its own then.
  *
  * @retval ZEP_MQTT_SDK_ERR_PARAM    the handle is null or being destroyed
  * @retval ZEP_MQTT_SDK_ERR_UNKNOWN  overlapping call

@@ -38,6 +38,43 @@ TEST_P(receive_test, a_message_is_acknowledged_and_then_delivered) {
     }
 }
 
+// Consequences of the contract that the header and README tell of.
+TEST_P(receive_test, what_the_application_is_told_of_odd_packets) {
+    struct {
+        const char *v311, *v50;
+        happenings told_311, told_50;
+    } const cases[] = {
+        // Passed over, and not acknowledged: a topic of 65 bytes, a packet of more than 1,028.
+        {"32 45 0041 74*65 id", "32 46 0041 74*65 id 00", {}, {}},
+        {"32 84 08 0001 't' id 78*1023", "32 84 08 0001 't' id 00 78*1022", {}, {}},
+        {"30 04 0000 'hi'", "30 05 0000 00 'hi'", {}, {"message  [hi] qos=0"}},
+        {"30 05 0001 00 'hi'",
+         "30 06 0001 00 00 'hi'",
+         {"message  [hi] qos=0"},
+         {"message  [hi] qos=0"}},
+        {"30 07 0003 'a' 00 'b' 'hi'",
+         "30 08 0003 'a' 00 'b' 00 'hi'",
+         {"message a [hi] qos=0"},
+         {"message a [hi] qos=0"}},
+        {nullptr, "30 08 0001 't' 20 01 02 'hi'", {}, {"message t [ 0102hi] qos=0"}},
+        {"90 03 id 80",
+         "90 04 id 00 87",
+         {"message  [00] qos=0 id=1", "SUBACK ok id=1"},
+         {"message  [03] qos=3 id=1", "SUBACK ok id=1"}},
+        {nullptr, "50 03 id 97", {}, {"QOS2 ok id=1"}},
+    };
+    log_is_recorded = false;
+    connect();
+    for (const auto &odd : cases) {
+        if (const char *packet = is_50() ? odd.v50 : odd.v311) {
+            broker.send(packet, 1);
+            pass(2);
+            expect_happened(is_50() ? odd.told_50 : odd.told_311);
+            broker.expect_nothing();
+        }
+    }
+}
+
 TEST_P(receive_test, a_qos2_message_is_delivered_once) {
     const happenings delivered = {"message t [hi] qos=2 id=300"};
     connect();

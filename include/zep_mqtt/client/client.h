@@ -51,7 +51,8 @@ typedef struct mqtt_client_config {
     uint16_t broker_port;             /**< not 0 */
     uint32_t mqtt_version;            /**< 4 or 5; anything else becomes 4 at the next connect */
     uint8_t clean_start;              /**< set to 1 by every automatic reconnection */
-    uint32_t reconnect_interval_ms;   /**< least time between automatic attempts */
+    uint32_t reconnect_interval_ms;   /**< least time from the end of an automatic attempt of any
+                                           client to the next one; 0: in every pass */
     uint32_t reserved1;               /**< carried, not read */
     uint16_t keep_alive;              /**< seconds, cut to 120 at creation; replaced by a 5.0
                                            broker's Server Keep Alive */

@@ -13,15 +13,16 @@
 ZEP_MQTT_BEGIN_DECLS
 
 /**
- * Tick (ms, low 32 bits) of the last automatic reconnection attempt of any client of the process.
- * Accessed atomically.
+ * Tick (ms, low 32 bits) at which the last automatic reconnection attempt of any client of the
+ * process began. Accessed atomically.
  */
 extern ZEP_MQTT_API uint32_t last_reconnect_tick;
 
 /**
- * One pass: automatic reconnection, CONNACK time-out (3000 ms), one receive step, retransmission,
- * PINGREQ (half a keep-alive interval after the last activity, MQTT 3.1.1 §3.1.2.10), and on every
- * 50th pass the cache clean-up. Waits at most 20 ms for input, as long as the system takes for the
+ * One pass: automatic reconnection, CONNACK time-out (3000 ms; an answer that has arrived counts,
+ * however late the pass comes), one receive step, retransmission, PINGREQ (half a keep-alive
+ * interval after the last activity, MQTT 3.1.1 §3.1.2.10), and on every 50th pass the cache
+ * clean-up. Waits at most 20 ms for input, as long as the system takes for the
  * TCP connection of a reconnection attempt, and at most 3 seconds for a peer that does not read.
  *
  * @retval 0     also when the network failed: the log and the callbacks tell

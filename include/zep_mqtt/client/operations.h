@@ -1,6 +1,7 @@
 /**
  * @file
- * Publish, subscribe, unsubscribe and disconnect of a 3.1.1 connection.
+ * Publish, subscribe and unsubscribe of a 3.1.1 connection, and disconnect of either version. Those
+ * of a 5.0 connection are in v50.h; create, connect and destroy are in client.h.
  *
  * Publish, subscribe and unsubscribe need a connected client and hold the client's busy flag while
  * they run: they are refused with -8 (MQTT_ERR_BUSY) while another of them or the loop runs, which

@@ -1,6 +1,7 @@
 /**
  * @file
- * The client's only reader, and the small operations that dispatch and operations share.
+ * The receive step of a client, and the steps that it is made of and that the operations share:
+ * reporting a broker's answer, taking and returning packet identifiers, completing publishes.
  *
  * Threads: those of the client (client.h). Callbacks run inside mqtt_client_recv_packet_proc().
  */

@@ -17,10 +17,11 @@ enum mqtt_resp_type {
     MQTT_RESP_DISCONNECT = 1, /**< the peer closed or the link broke, or the broker sent DISCONNECT;
                                    a missing CONNACK and a PINGREQ that cannot be sent are no
                                    events: the connection state tells */
-    MQTT_RESP_PUBACK = 2,     /**< a QoS 1 publish was acknowledged */
-    MQTT_RESP_SUBACK = 3,     /**< a subscribe was answered */
+    MQTT_RESP_PUBACK = 2,     /**< a QoS 1 publish was answered; success is 1 also when a 5.0 broker
+                                   refused it, and result tells */
+    MQTT_RESP_SUBACK = 3,     /**< a subscribe was answered, granted or refused */
     MQTT_RESP_UNSUBACK = 4,   /**< an unsubscribe was answered */
-    MQTT_RESP_QOS2 = 5        /**< PUBREC or PUBCOMP for a QoS 2 publish */
+    MQTT_RESP_QOS2 = 5 /**< PUBREC or PUBCOMP for a QoS 2 publish, whatever its reason code */
 };
 
 /** Negative values of mqtt_broker_resp.result. */
