@@ -66,6 +66,9 @@ class chart_test : public testing::Test {
     int logged(const std::string &part);
     void expect_log(const std::string &part, where at = {});
 
+    // False where chance rules which lines come, or how often.
+    bool log_is_recorded = true;
+
     // Runs a step of the fixture, of whose log only the warnings stay in the one that is recorded.
     void run_quietly(const std::function<void()> &step);
 
