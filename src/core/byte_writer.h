@@ -41,6 +41,15 @@ class byte_writer {
         size_ += n;
     }
 
+    // Leaves n bytes for the caller to fill.
+    void gap(size_t n) {
+        if (failed_ || n > capacity_ - size_) {
+            failed_ = true;
+            return;
+        }
+        size_ += n;
+    }
+
     // A length-prefixed field (MQTT 3.1.1 §1.5.3): two bytes of length, then the bytes.
     void field(const void *data, size_t n) {
         if (n > UINT16_MAX) {

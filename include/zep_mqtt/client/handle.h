@@ -24,6 +24,7 @@ struct zep_mqtt_sdk_client {
     zep_mqtt_sdk_config cfg; /**< as given, with a v50_max_pkt_size of 0 replaced by 1028; of its
                                   pointers only share_group stays valid after create: it points
                                   to a copy behind this record, or is null for none */
+    void *event; /**< null; or the client of an event-driven handle, all else is empty then */
 };
 
 /**

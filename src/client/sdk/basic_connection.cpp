@@ -2,13 +2,24 @@
 #include <zep_mqtt/client/loop.h>
 #include <zep_mqtt/client/operations.h>
 #include <zep_mqtt/platform/memory.h>
+#include <zep_mqtt_sdk_event.h>
 
 #include "client/sdk/basic_private.h"
+#include "client/sdk/event_private.h"
 #include "log/log_lines.h"
 
 using namespace zep;
 
+namespace {
+
+constexpr uint32_t EVENT_LOOP_WAIT_MS = 20;  // as long as a pass of a basic handle
+
+}  // namespace
+
 int32_t zep_mqtt_sdk_client_connect(zep_mqtt_sdk_client *client) {
+    if (is_event_driven(client)) {
+        return event_connect(client);
+    }
     if (client == nullptr || client->core == nullptr) {
         return ZEP_MQTT_SDK_ERR_PARAM;
     }
@@ -18,6 +29,9 @@ int32_t zep_mqtt_sdk_client_connect(zep_mqtt_sdk_client *client) {
 }
 
 int32_t zep_mqtt_sdk_client_disconnect(zep_mqtt_sdk_client *client) {
+    if (is_event_driven(client)) {
+        return event_disconnect(client);
+    }
     if (client == nullptr || client->core == nullptr) {
         return ZEP_MQTT_SDK_ERR_PARAM;
     }
@@ -28,6 +42,10 @@ int32_t zep_mqtt_sdk_client_disconnect(zep_mqtt_sdk_client *client) {
 }
 
 void zep_mqtt_sdk_client_destroy(zep_mqtt_sdk_client *client) {
+    if (is_event_driven(client)) {
+        event_destroy(client);
+        return;
+    }
     if (client == nullptr) {
         return;
     }
@@ -39,6 +57,9 @@ void zep_mqtt_sdk_client_destroy(zep_mqtt_sdk_client *client) {
 }
 
 int32_t zep_mqtt_sdk_client_get_conn_state(const zep_mqtt_sdk_client *client) {
+    if (is_event_driven(client)) {
+        return event_state(client);
+    }
     if (client == nullptr) {
         return ZEP_MQTT_SDK_DISCONNECTED;
     }
@@ -53,6 +74,9 @@ int32_t zep_mqtt_sdk_client_get_conn_state(const zep_mqtt_sdk_client *client) {
 }
 
 int32_t zep_mqtt_sdk_client_loop(zep_mqtt_sdk_client *client) {
+    if (is_event_driven(client)) {
+        return zep_mqtt_sdk_client_loop_for(client, EVENT_LOOP_WAIT_MS);
+    }
     if (client == nullptr) {
         LOG_ERROR("MQTT_SDK: loop failed: invalid client handle");
         return ZEP_MQTT_SDK_ERR_PARAM;

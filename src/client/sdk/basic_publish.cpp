@@ -3,8 +3,10 @@
 #include <zep_mqtt/client/v50.h>
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/platform/text.h>
+#include <zep_mqtt_sdk_event.h>
 
 #include "client/sdk/basic_private.h"
+#include "client/sdk/event_private.h"
 #include "log/log_lines.h"
 
 using namespace zep;
@@ -62,6 +64,9 @@ int32_t publish311(zep_mqtt_sdk_client &handle, const zep_mqtt_sdk_msg &msg) {
 }  // namespace
 
 int32_t zep_mqtt_sdk_client_publish(zep_mqtt_sdk_client *client, const zep_mqtt_sdk_msg *msg) {
+    if (is_event_driven(client)) {
+        return zep_mqtt_sdk_client_send(client, msg, nullptr);
+    }
     if (client == nullptr || msg == nullptr || msg->topic == nullptr || msg->payload == nullptr ||
         msg->payload_len == 0) {
         LOG_ERROR("MQTT_SDK: publish failed: invalid param");
