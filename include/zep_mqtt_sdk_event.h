@@ -117,7 +117,8 @@ typedef struct zep_mqtt_sdk_inbound {
     uint8_t qos;            /**< 0, 1 or 2 */
     uint8_t retain;         /**< RETAIN flag */
     uint8_t dup;            /**< DUP flag */
-    uint64_t receipt;       /**< for zep_mqtt_sdk_client_acknowledge(); 0 at QoS 0 */
+    uint64_t receipt;       /**< for zep_mqtt_sdk_client_acknowledge(); 0 when there is nothing to
+                                 acknowledge by hand */
 } zep_mqtt_sdk_inbound;
 
 /** Why a packet was passed over. */

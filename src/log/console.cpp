@@ -10,6 +10,18 @@
 
 const char *const g_log_level_str[5] = {"DEBUG", "INFO", "WARN", "ERROR", "FATAL"};
 
+namespace {
+
+agent_log_sink g_sink = nullptr;
+void *g_sink_user = nullptr;
+
+}  // namespace
+
+void agent_log_set_sink(agent_log_sink sink, void *user) {
+    g_sink = sink;
+    g_sink_user = user;
+}
+
 namespace zep {
 
 const char *log_level_name(uint32_t level) {
@@ -25,7 +37,12 @@ bool log_targets(uint32_t target) {
 }
 
 void console_write(uint32_t level, const char *message) {
-    if (log_targets(AGENT_LOG_CONSOLE)) {
+    if (!log_targets(AGENT_LOG_CONSOLE)) {
+        return;
+    }
+    if (g_sink != nullptr) {
+        g_sink(g_sink_user, level, log_tick(), message);
+    } else {
         // One call prints the whole line: the stream's own lock keeps lines apart.
         std::printf(LOG_LINE_FORMAT, log_tick(), log_level_name(level), message);
     }

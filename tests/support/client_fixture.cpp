@@ -265,7 +265,7 @@ void client_test::turn_cipher_on() {
 }
 
 zep_mqtt_sdk_client client_test::handle() const {
-    zep_mqtt_sdk_client around = {nullptr, nullptr, client, 1, {}};
+    zep_mqtt_sdk_client around = {nullptr, nullptr, client, 1, {}, nullptr};
     around.cfg.mqtt_ver = is_50() ? ZEP_MQTT_SDK_VERSION_50 : ZEP_MQTT_SDK_VERSION_311;
     around.cfg.v50_max_pkt_size = 1028;
     return around;

@@ -59,6 +59,29 @@ extern ZEP_MQTT_API const char *const g_log_level_str[5];
 ZEP_MQTT_API void agent_log(uint32_t level, const char *format, ...) ZEP_MQTT_PRINTF(2, 3);
 
 /**
+ * Takes a line instead of the console.
+ *
+ * @param user     as given to agent_log_set_sink()
+ * @param level    AGENT_LOG_*
+ * @param tick_ms  low 32 bits of the tick clock
+ * @param message  without a line end; valid during the call. It may hold bytes that a broker chose
+ *
+ * Called on the thread that logs, which may be any. It must not log.
+ */
+typedef void (*agent_log_sink)(void *user, uint32_t level, uint32_t tick_ms, const char *message);
+
+/**
+ * Lets a function take what would go to the console; the file is not touched by that. Everything that
+ * the console would get goes there: the level and AGENT_LOG_CONSOLE in the targets hold for it, too.
+ *
+ * Not to be called while another thread may log.
+ *
+ * @param sink  null: standard output again
+ * @param user  handed to the sink
+ */
+ZEP_MQTT_API void agent_log_set_sink(agent_log_sink sink, void *user);
+
+/**
  * Takes over a configuration and, with AGENT_LOG_FILE, opens the file for appending; a file that
  * cannot be opened is reported and its target bit cleared. A file that was open is closed first.
  *

@@ -95,6 +95,7 @@ void serve_connection(event_client &client, uint64_t now) {
 }  // namespace
 
 bool serve(event_client &client, bool may_read) {
+    const bool woken = client.woken;
     client.woken = false;
     const bool read = may_read && read_what_waits(client);
     if (client.broken) {
@@ -110,7 +111,7 @@ bool serve(event_client &client, bool may_read) {
     report_fates(client);
     report_room(client);
     pump(client);
-    return read || due;
+    return read || due || woken;
 }
 
 uint32_t due_ms(const event_client &client, uint64_t now) {

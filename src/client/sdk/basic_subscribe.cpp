@@ -7,6 +7,7 @@
 #include <zep_mqtt/platform/text.h>
 
 #include "client/sdk/basic_private.h"
+#include "client/sdk/event_private.h"
 #include "log/log_lines.h"
 
 using namespace zep;
@@ -15,7 +16,7 @@ namespace {
 
 // Null arguments and a handle that is not connected are refused without a line.
 int32_t check_arguments(const zep_mqtt_sdk_client *handle, const char *topic) {
-    if (handle == nullptr || topic == nullptr) {
+    if (handle == nullptr || topic == nullptr || is_event_driven(handle)) {
         return ZEP_MQTT_SDK_ERR_PARAM;
     }
     return sdk_is_usable(*handle) ? ZEP_MQTT_SDK_OK : ZEP_MQTT_SDK_ERR_NOT_CONNECTED;
