@@ -16,6 +16,22 @@ namespace zep_test {
 
 using journal = std::vector<std::string>;
 
+// Remembers that it has sent or closed, so that the next turn waits until the client's system
+// knows.
+class noted_broker : public scripted_broker {
+ public:
+    template <typename... Arguments>
+    void send(Arguments &&...arguments) {
+        scripted_broker::send(std::forward<Arguments>(arguments)...);
+        is_due = true;
+    }
+    void close() {
+        scripted_broker::close();
+        is_due = true;
+    }
+    bool is_due = false;
+};
+
 class event_test : public testing::Test {
  protected:
     explicit event_test(const dialect &version) : v(&version) {}
@@ -53,7 +69,7 @@ class event_test : public testing::Test {
     std::function<void(const zep_mqtt_sdk_inbound &)> in_message;
     std::function<void(const zep_mqtt_sdk_link_event &)> in_link;
     std::function<void(const zep_mqtt_sdk_fate_event &)> in_fate;
-    scripted_broker broker;
+    noted_broker broker;
     const dialect *v;
 
  private:
