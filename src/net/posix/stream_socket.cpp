@@ -13,6 +13,7 @@
 
 #include "core/heap_copy.h"
 #include "net/posix/system_call.h"
+#include "platform/posix/descriptor.h"
 
 namespace zep {
 
@@ -80,8 +81,8 @@ int32_t stream_connect(const zep_mqtt_sdk_address &address, int32_t *error) {
         *error = EINVAL;
         return -1;
     }
-    const int32_t sock =
-        above_stdio(socket(peer.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    const int32_t sock = above_standard(
+        socket(peer.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (sock == -1) {
         *error = errno;
         return -1;
@@ -151,7 +152,7 @@ bool sockets_wait(waited_socket *sockets, uint32_t count, uint32_t timeout_ms) {
 
 bool waker::open() {
     if (read_end_ == -1) {
-        read_end_ = write_end_ = above_stdio(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+        read_end_ = write_end_ = above_standard(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     }
     return read_end_ != -1;
 }

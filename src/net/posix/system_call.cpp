@@ -1,24 +1,11 @@
 #include "net/posix/system_call.h"
 
 #include <algorithm>
-#include <fcntl.h>
 #include <limits>
-#include <unistd.h>
 
 #include <zep_mqtt/platform/clock.h>
 
 namespace zep {
-
-int32_t above_stdio(int32_t fd) {
-    if (fd < 0 || fd > STDERR_FILENO) {
-        return fd;
-    }
-    const int32_t above = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    const int error = errno;
-    (void)close(fd);
-    errno = error;
-    return above;
-}
 
 int poll_for(pollfd *fds, nfds_t count, uint32_t timeout_ms) {
     const uint64_t bound = std::min<uint64_t>(timeout_ms, std::numeric_limits<int>::max());

@@ -21,10 +21,6 @@ inline bool is_would_block(int error) {
     return error == EAGAIN || error == EWOULDBLOCK;
 }
 
-// The descriptor, or its duplicate above those of standard input, output and error: a process that
-// has closed these must not get a socket in their place. -1 stays -1.
-int32_t above_stdio(int32_t fd);
-
 // poll() for timeout_ms in all, however often signals interrupt it. Values above INT32_MAX count as
 // that.
 int poll_for(pollfd *fds, nfds_t count, uint32_t timeout_ms);
