@@ -21,9 +21,9 @@ class guarded_bytes {
         mprotect(base_ + usable, page, PROT_NONE);
         data_ = base_ + usable - size;
     }
-    explicit guarded_bytes(const std::vector<uint8_t> &bytes) : guarded_bytes(bytes.size()) {
-        if (!bytes.empty()) {
-            std::memcpy(data_, bytes.data(), bytes.size());
+    explicit guarded_bytes(const std::vector<uint8_t> &content) : guarded_bytes(content.size()) {
+        if (!content.empty()) {
+            std::memcpy(data_, content.data(), content.size());
         }
     }
     ~guarded_bytes() { munmap(base_, mapped_); }

@@ -3,7 +3,9 @@
 #include <zep_mqtt/protocol/v50/property.h>
 #include <zep_mqtt/protocol/v50/user_property.h>
 
-#include "unit/v50_support.h"
+#include "support/guarded_bytes.h"
+#include "support/log_capture.h"
+#include "support/packets.h"
 
 using zep_test::bytes;
 using zep_test::lay;
