@@ -7,6 +7,7 @@
 #include <zep_mqtt/protocol/v311/wire.h>
 #include <zep_mqtt/qos/cache.h>
 
+#include "core/limits.h"
 #include "log/log_lines.h"
 #include "qos/cache_list.h"
 
@@ -29,7 +30,7 @@ int32_t check_message(uint32_t version, uint32_t qos, const mqtt_message *msg,
                   static_cast<const void *>(session));
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (qos > 2) {
+    if (qos > zep::QOS_MAX) {
         LOG_ERROR("非法QoS等级：%d", qos);
         return MQTT_ERR_QOS_INVALID;
     }

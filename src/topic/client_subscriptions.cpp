@@ -4,6 +4,7 @@
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/topic/subscription_store.h>
 
+#include "core/limits.h"
 #include "log/log_lines.h"
 #include "topic/wildcards.h"
 
@@ -24,7 +25,7 @@ int32_t check_subscription(const mqtt_session *session, const char *filter, uint
         LOG_ERROR("[业务层] 添加订阅失败：过滤器为空（ClientID=%s）", session->client_id);
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (qos > 2) {
+    if (qos > zep::QOS_MAX) {
         LOG_ERROR("[业务层] 添加订阅失败：QoS非法（%d），ClientID=%s", qos, session->client_id);
         return MQTT_ERR_INVALID_PARAM;
     }

@@ -6,6 +6,7 @@
 #include <zep_mqtt/protocol/v311/validate.h>
 #include <zep_mqtt/topic/subscription_store.h>
 
+#include "core/limits.h"
 #include "log/log_lines.h"
 #include "platform/mutex_guard.h"
 #include "topic/share_group.h"
@@ -114,7 +115,7 @@ int32_t mqtt_topic_list_init(mqtt_topic_list *store) {
 
 int32_t mqtt_topic_client_add(mqtt_topic_list *store, const char *filter, uint8_t qos,
                               const char *group) {
-    if (filter == nullptr || qos > 2 || store == nullptr) {
+    if (filter == nullptr || qos > zep::QOS_MAX || store == nullptr) {
         LOG_ERROR("mqtt_topic: client add failed, invalid param");
         return MQTT_ERR_INVALID_PARAM;
     }

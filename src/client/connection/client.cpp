@@ -47,7 +47,7 @@ bool will_is_valid(const mqtt_client_config &config) {
     if (faults.payload_missing || faults.payload_too_long) {
         LOG_ERROR(
             "MQTT_CLIENT: 创建失败：遗嘱载荷非法（空指针/空数据/超长，长度：%d，最大允许：%d）",
-            config.will_payload_len, CORE_WILL_PAYLOAD_MAX);
+            config.will_payload_len, WILL_PAYLOAD_MAX);
         return false;
     }
     return true;

@@ -8,15 +8,13 @@
 #include <zep_mqtt/platform/clock.h>
 
 #include "client/connection/client_state.h"
+#include "core/limits.h"
 #include "core/shared.h"
 #include "log/log_lines.h"
 
 namespace zep {
 
-constexpr uint32_t PAYLOAD_MAX = 1024;       // bytes on the wire
-constexpr uint32_t PACKET_MAX = 1028;        // bytes that an operation lays out
 constexpr uint32_t NO_PACKET_LIMIT = 65535;  // max_packet_size of a broker that gave none
-constexpr uint32_t QOS_MAX = 2;
 
 inline void log_null_pointer(const char *operation) {
     LOG_ERROR("MQTT_CLIENT: 无效空指针（调用函数：%s）", operation);

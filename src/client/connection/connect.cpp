@@ -23,8 +23,7 @@ bool will_can_be_sent(const mqtt_client_config &config) {
     if (faults.topic_too_long || faults.payload_too_long) {
         LOG_ERROR(
             "MQTT_CLIENT: 遗嘱数据过长（主题：%d > %d，载荷：%d > %d），超过限制，强制关闭遗嘱",
-            faults.topic_length, MQTT_CLIENT_TOPIC_MAX, config.will_payload_len,
-            CORE_WILL_PAYLOAD_MAX);
+            faults.topic_length, MQTT_CLIENT_TOPIC_MAX, config.will_payload_len, WILL_PAYLOAD_MAX);
         return false;
     }
     return true;

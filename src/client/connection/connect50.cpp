@@ -24,7 +24,7 @@ int32_t fill_will(const mqtt_client_config &config, mqtt50_connect &connect) {
     }
     if (faults.payload_too_long) {
         LOG_ERROR("MQTT_CLIENT50: 5.0遗嘱载荷超长（%d > %d），编码失败", config.will_payload_len,
-                  CORE_WILL_PAYLOAD_MAX);
+                  WILL_PAYLOAD_MAX);
         return MQTT_ERR_INVALID_PARAM;
     }
     set_will(config, connect);

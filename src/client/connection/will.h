@@ -7,8 +7,6 @@
 
 namespace zep {
 
-constexpr uint32_t CORE_WILL_PAYLOAD_MAX = sizeof mqtt_client_config::will_payload;
-
 struct will_faults {
     int topic_length;  // bytes in front of the terminator; the size of the field without one
     bool topic_missing;
@@ -25,7 +23,7 @@ inline will_faults find_will_faults(const mqtt_client_config &config) {
     faults.topic_missing = length == 0;
     faults.topic_too_long = length == sizeof config.will_topic;
     faults.payload_missing = config.will_payload_len == 0;
-    faults.payload_too_long = config.will_payload_len > CORE_WILL_PAYLOAD_MAX;
+    faults.payload_too_long = config.will_payload_len > WILL_PAYLOAD_MAX;
     faults.qos_invalid = config.will_qos > QOS_MAX;
     return faults;
 }

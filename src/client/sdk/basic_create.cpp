@@ -16,10 +16,10 @@ namespace {
 constexpr uint32_t CIPHER_KEY_SIZE = 16;
 
 bool credential_fits(const char *text, const char *name) {
-    if (platform_strlen(text) <= SDK_CREDENTIAL_MAX) {
+    if (platform_strlen(text) <= CREDENTIAL_MAX) {
         return true;
     }
-    LOG_ERROR("MQTT_SDK: create failed: %s too long (max=%d)", name, SDK_CREDENTIAL_MAX);
+    LOG_ERROR("MQTT_SDK: create failed: %s too long (max=%d)", name, CREDENTIAL_MAX);
     return false;
 }
 
@@ -57,7 +57,7 @@ void copy_will(const zep_mqtt_sdk_config &from, mqtt_client_config &to) {
         return;
     }
     const size_t topic_length = platform_strlen(from.will_topic);
-    if (topic_length >= 1 && topic_length <= SDK_WILL_TOPIC_MAX) {
+    if (topic_length >= 1 && topic_length <= WILL_TOPIC_MAX) {
         std::memcpy(to.will_topic, from.will_topic, topic_length + 1);
     }
     if (from.will_payload_len >= 1 && from.will_payload_len <= SDK_WILL_PAYLOAD_MAX) {
@@ -72,11 +72,11 @@ void copy_will(const zep_mqtt_sdk_config &from, mqtt_client_config &to) {
 
 uint32_t limited_packet_size(uint32_t configured) {
     if (configured == 0) {
-        return SDK_PACKET_MAX;
+        return PACKET_MAX;
     }
-    if (configured > SDK_PACKET_MAX) {
-        LOG_WARN("MQTT_SDK: v50_max_pkt_size truncate to %d", SDK_PACKET_MAX);
-        return SDK_PACKET_MAX;
+    if (configured > PACKET_MAX) {
+        LOG_WARN("MQTT_SDK: v50_max_pkt_size truncate to %d", PACKET_MAX);
+        return PACKET_MAX;
     }
     return configured;
 }
@@ -115,7 +115,7 @@ zep_mqtt_sdk_client *allocate_handle(const zep_mqtt_sdk_config &config) {
     auto *handle = static_cast<zep_mqtt_sdk_client *>(block);
     handle->cfg = config;
     if (handle->cfg.v50_max_pkt_size == 0) {
-        handle->cfg.v50_max_pkt_size = SDK_PACKET_MAX;
+        handle->cfg.v50_max_pkt_size = PACKET_MAX;
     }
     handle->cfg.share_group = nullptr;
     if (group_size != 0) {

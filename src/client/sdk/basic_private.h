@@ -4,13 +4,9 @@
 
 #include <zep_mqtt/client/handle.h>
 
-namespace zep {
+#include "core/limits.h"
 
-constexpr uint32_t SDK_PACKET_MAX = 1028;
-constexpr uint32_t SDK_CREDENTIAL_MAX = 64;
-constexpr uint32_t SDK_SHARE_GROUP_MAX = 64;
-constexpr uint32_t SDK_WILL_TOPIC_MAX = 63;
-constexpr uint32_t SDK_WILL_PAYLOAD_MAX = 255;
+namespace zep {
 
 // Before the first creation of a handle in the process.
 void sdk_print_banner_once();

@@ -16,7 +16,7 @@ namespace {
 constexpr uint64_t HEADER_ALLOWANCE = 10;  // fixed header, topic length, identifier
 
 bool packet_fits(const zep_mqtt_sdk_client &handle, const zep_mqtt_sdk_msg &msg) {
-    const uint32_t limit = sdk_speaks_50(handle) ? handle.cfg.v50_max_pkt_size : SDK_PACKET_MAX;
+    const uint32_t limit = sdk_speaks_50(handle) ? handle.cfg.v50_max_pkt_size : PACKET_MAX;
     const uint64_t length =
         msg.payload_len + uint64_t{platform_strlen(msg.topic)} + HEADER_ALLOWANCE;
     if (length > limit) {

@@ -95,7 +95,7 @@ int32_t zep_mqtt_sdk_client_subscribe(zep_mqtt_sdk_client *client, const char *t
     if (refused != ZEP_MQTT_SDK_OK) {
         return refused;
     }
-    if (qos > 2) {
+    if (qos > QOS_MAX) {
         return ZEP_MQTT_SDK_ERR_PARAM;
     }
     if (!check_share_group_valid(share_group)) {

@@ -6,6 +6,7 @@
 #include <zep_mqtt/protocol/v311/will.h>
 
 #include "core/heap_copy.h"
+#include "core/limits.h"
 #include "log/log_lines.h"
 
 namespace {
@@ -79,7 +80,7 @@ int32_t mqtt_will_set(mqtt_session *session, const char *topic, const uint8_t *p
         LOG_ERROR("Will消息配置失败：session为空");
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (qos > 2) {
+    if (qos > zep::QOS_MAX) {
         LOG_ERROR("Will消息配置失败：非法QoS等级=%d", qos);
         return MQTT_ERR_QOS_INVALID;
     }
