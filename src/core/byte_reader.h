@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/byte_view.h"
+
 namespace zep {
 
 class byte_reader {
@@ -51,6 +53,19 @@ class byte_reader {
     }
 
     void skip(size_t n) { (void)bytes(n); }
+
+    // All that is left, in place; no data when that is nothing.
+    byte_view rest() {
+        const size_t size = left();
+        return {size == 0 ? nullptr : bytes(size), size};
+    }
+
+    // A length-prefixed field (MQTT 3.1.1 §1.5.3). When its bytes are not all there the data is
+    // null and the size is the one that was stated.
+    byte_view field() {
+        const size_t size = u16();
+        return {bytes(size), size};
+    }
 
     // A reader over the next n bytes alone; this reader moves past them.
     byte_reader sub(size_t n) {

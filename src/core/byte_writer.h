@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "core/byte_view.h"
+
 namespace zep {
 
 class byte_writer {
@@ -14,6 +16,7 @@ class byte_writer {
 
     bool ok() const { return !failed_; }
     size_t size() const { return size_; }
+    size_t capacity() const { return capacity_; }
     size_t left() const { return failed_ ? 0 : capacity_ - size_; }
 
     void u8(uint8_t value) { bytes(&value, 1); }
@@ -60,7 +63,21 @@ class byte_writer {
         bytes(data, n);
     }
 
-    void text(const char *value) { field(value, std::strlen(value)); }
+    void text(std::string_view value) { field(value.data(), value.size()); }
+
+    // Moves what was written from `at` on up by n bytes and gives the gap to be filled; null when
+    // there is no room.
+    uint8_t *insert(size_t at, size_t n) {
+        if (failed_ || n > capacity_ - size_) {
+            failed_ = true;
+            return nullptr;
+        }
+        std::memmove(begin_ + at + n, begin_ + at, size_ - at);
+        size_ += n;
+        return begin_ + at;
+    }
+
+    void fail() { failed_ = true; }
 
  private:
     uint8_t *begin_;

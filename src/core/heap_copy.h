@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <string_view>
 #include <type_traits>
 
 #include <zep_mqtt/platform/memory.h>
@@ -44,14 +45,14 @@ inline heap_ptr<uint8_t[]> heap_bytes(const uint8_t *bytes, size_t size) {
     return copy;
 }
 
-// A NUL-terminated copy of length bytes, which may be none; null when memory is exhausted.
-inline heap_ptr<char[]> heap_text(const uint8_t *bytes, size_t length) {
-    heap_ptr<char[]> copy(static_cast<char *>(heap_block(length + 1)));
+// A NUL-terminated copy of a text, which may be empty; null when memory is exhausted.
+inline heap_ptr<char[]> heap_text(std::string_view text) {
+    heap_ptr<char[]> copy(static_cast<char *>(heap_block(text.size() + 1)));
     if (copy != nullptr) {
-        if (length != 0) {
-            std::memcpy(copy.get(), bytes, length);
+        if (!text.empty()) {
+            std::memcpy(copy.get(), text.data(), text.size());
         }
-        copy[length] = '\0';
+        copy[text.size()] = '\0';
     }
     return copy;
 }

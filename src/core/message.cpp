@@ -1,6 +1,5 @@
 #include <zep_mqtt/core/message.h>
 #include <zep_mqtt/core/status.h>
-#include <zep_mqtt/platform/text.h>
 
 #include "core/heap_copy.h"
 
@@ -10,9 +9,7 @@ int32_t message_deep_copy(mqtt_message *dst, const mqtt_message *src) {
     }
     message_free(dst);
     if (src->topic != nullptr) {
-        dst->topic = zep::heap_text(reinterpret_cast<const uint8_t *>(src->topic),
-                                    platform_strlen(src->topic))
-                         .release();
+        dst->topic = zep::heap_text(src->topic).release();
         if (dst->topic == nullptr) {
             return MQTT_ERR_NO_MEMORY;
         }

@@ -9,9 +9,9 @@
 #include <zep_mqtt/qos/cache.h>
 
 #include "client/connection/client_state.h"
-#include "client/inbound/framing.h"
 #include "fuzz/fake_adapter.h"
 #include "fuzz/fuzz_support.h"
+#include "protocol/common/framing.h"
 #include "support/books.h"
 #include "support/packets.h"
 
@@ -92,9 +92,11 @@ void on_send(const uint8_t *data) {
 void check_sent() {
     const std::vector<uint8_t> &sent = g_connection.sent;
     for (size_t at = 0; at < sent.size();) {
-        const zep::frame packet = zep::find_frame(sent.data() + at, sent.size() - at, ZEP_FUZZ_VERSION);
-        FUZZ_CHECK(packet.kind == zep::frame_kind::packet && packet.length <= sent.size() - at);
-        at += packet.length;
+        const zep::frame found =
+            zep::find_frame(sent.data() + at, static_cast<uint32_t>(sent.size() - at),
+                            zep::received_remaining_max(ZEP_FUZZ_VERSION));
+        FUZZ_CHECK(found.kind == zep::frame_kind::whole);
+        at += found.packet.length;
     }
     g_connection.sent.clear();
 }

@@ -3,8 +3,9 @@
 #include <zep_mqtt/protocol/v311/decoder.h>
 #include <zep_mqtt/protocol/v311/encoder.h>
 
+#include "codec/records.h"
 #include "fuzz/fuzz_support.h"
-#include "support/packet_release.h"
+#include "protocol/v311/decode.h"
 
 namespace {
 
@@ -43,27 +44,17 @@ void check_limits(const mqtt_packet &packet, size_t size) {
     }
 }
 
-void check_round_trip(const mqtt_packet &packet) {
-    uint8_t encoded[1100], repeated[1100];
-    uint32_t length = sizeof encoded, repeated_length = sizeof repeated;
+// An encoder refuses what the decoder is lenient with; what it writes reads as the same record.
+void check_round_trip(mqtt_packet &packet) {
+    uint8_t encoded[1100];
+    uint32_t length = sizeof encoded;
     if (mqtt_packet_encode_v311(&packet, encoded, &length) != 0) {
         return;
     }
     mqtt_packet again;
     FUZZ_CHECK(mqtt_packet_decode_v311(encoded, length, &again) == 0);
-    FUZZ_CHECK(again.type == packet.type && again.dup == packet.dup && again.qos == packet.qos &&
-               again.retain == packet.retain);
-    if (packet.type == MQTT_PACKET_PUBLISH) {
-        const mqtt_message &before = packet.body.publish;
-        const mqtt_message &after = again.body.publish;
-        FUZZ_CHECK(std::strcmp(before.topic, after.topic) == 0);
-        FUZZ_CHECK(before.msg_id == after.msg_id && before.payload_len == after.payload_len);
-        FUZZ_CHECK(before.payload_len == 0 ||
-                   std::memcmp(before.payload, after.payload, before.payload_len) == 0);
-    }
-    FUZZ_CHECK(mqtt_packet_encode_v311(&again, repeated, &repeated_length) == 0);
-    FUZZ_CHECK(repeated_length == length && std::memcmp(repeated, encoded, length) == 0);
-    zep_test::release(again);
+    FUZZ_CHECK(zep_test::text_of(again) == zep_test::text_of(packet));
+    zep::v311::release_packet(again);
 }
 
 }  // namespace
@@ -73,7 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (mqtt_packet_decode_v311(data, static_cast<uint32_t>(size), &packet) == 0) {
         check_limits(packet, size);
         check_round_trip(packet);
-        zep_test::release(packet);
+        zep::v311::release_packet(packet);
     }
     return 0;
 }

@@ -4,7 +4,7 @@
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/protocol/v311/wire.h>
 
-#include "protocol/common/wire_io.h"
+#include "protocol/common/variable_length.h"
 #include "support/guarded_bytes.h"
 #include "support/packets.h"
 
@@ -46,7 +46,7 @@ TEST(v311_wire, remaining_length_is_read_up_to_three_bytes_and_1024) {
                   result);
         EXPECT_EQ(value, sum);
         zep::byte_reader reader(input.data(), input.size());
-        EXPECT_EQ(zep::read_remaining_length(reader, &value), result != REFUSED);
+        EXPECT_EQ(zep::read_accepted_length(reader, 1024, &value), result != REFUSED);
         EXPECT_EQ(reader.ok(), result != REFUSED);
         EXPECT_EQ(reader.left(), result == 1 ? input.size() - 1 : 0);
     }

@@ -32,9 +32,9 @@ void on_connack(mqtt_client &client, const mqtt_packet &packet) {
     trigger_broker_resp_cb(&client, 1, MQTT_RESP_CONNACK, 0, 0);
 }
 
-void on_connack50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
+void on_connack50(mqtt_client &client, const packet_view &packet) {
     mqtt50_connack connack;
-    if (v50::decode_connack(packet, length, REMAINING_MAX_50, &connack) != MQTT_OK) {
+    if (v50::decode_connack(packet, &connack) != MQTT_OK) {
         return;
     }
     (void)mqtt50_client_handle_connack(&client, &connack);

@@ -4,12 +4,10 @@
 
 #include <iterator>
 
-#include <zep_mqtt/platform/memory.h>
-#include <zep_mqtt/protocol/v311/decoder.h>
-
 #include "client/connection/client_private.h"
 #include "client/inbound/inbound.h"
 #include "log/log_lines.h"
+#include "protocol/v311/decode.h"
 
 namespace zep {
 
@@ -24,7 +22,7 @@ struct route {
 };
 
 using handler311 = void (*)(mqtt_client &, const mqtt_packet &);
-using handler50 = void (*)(mqtt_client &, const uint8_t *, uint32_t);
+using handler50 = void (*)(mqtt_client &, const packet_view &);
 
 // Both tables are indexed by the packet type.
 constexpr route<handler311> ROUTES_311[16] = {
@@ -73,31 +71,12 @@ bool accepts(const route<Handler> &route, uint32_t state) {
 // A decoded 3.1.1 packet, with what the decoder allocated for it.
 class decoded_packet {
  public:
-    decoded_packet(const uint8_t *data, uint32_t length)
-        : status_(mqtt_packet_decode_v311(data, length, &packet_)) {}
+    explicit decoded_packet(const packet_view &packet)
+        : status_(v311::decode_packet(packet, &packet_)) {}
 
     ~decoded_packet() {
-        if (status_ != MQTT_OK) {
-            return;
-        }
-        switch (packet_.type) {
-            case MQTT_PACKET_PUBLISH:
-                message_free(&packet_.body.publish);
-                break;
-            case MQTT_PACKET_SUBSCRIBE:
-                subscribe_filters_free(packet_.body.subscribe.filters,
-                                       packet_.body.subscribe.filter_count);
-                platform_free(packet_.body.subscribe.qos_list);
-                break;
-            case MQTT_PACKET_SUBACK:
-                platform_free(packet_.body.suback.return_codes);
-                break;
-            case MQTT_PACKET_UNSUBSCRIBE:
-                subscribe_filters_free(packet_.body.unsubscribe.filters,
-                                       packet_.body.unsubscribe.filter_count);
-                break;
-            default:
-                break;
+        if (status_ == MQTT_OK) {
+            v311::release_packet(packet_);
         }
     }
 
@@ -112,8 +91,8 @@ class decoded_packet {
     int32_t status_;
 };
 
-void dispatch311(mqtt_client &client, const uint8_t *data, uint32_t length) {
-    const decoded_packet packet(data, length);
+void dispatch311(mqtt_client &client, const packet_view &received) {
+    const decoded_packet packet(received);
     if (!packet.ok()) {
         return;
     }
@@ -126,26 +105,27 @@ void dispatch311(mqtt_client &client, const uint8_t *data, uint32_t length) {
     }
 }
 
-void dispatch50(mqtt_client &client, const uint8_t *data, uint32_t length, uint32_t type) {
+void dispatch50(mqtt_client &client, const packet_view &packet) {
+    const uint32_t type = packet.type();
     const route<handler50> &route = ROUTES_50[type];
     if (route.handle == nullptr) {
         LOG_DEBUG("MQTT_CLIENT收到5.0未知报文类型 (0x%02X)", type);
     } else if (accepts(route, client.state)) {
-        route.handle(client, data, length);
+        route.handle(client, packet);
     }
 }
 
 }  // namespace
 
-void dispatch_packet(mqtt_client &client, const uint8_t *packet, uint32_t length) {
-    const uint32_t type = packet[0] >> 4;
+void dispatch_packet(mqtt_client &client, const packet_view &packet) {
     const uint32_t version =
-        mqtt50_version_auto_detect(packet, static_cast<int32_t>(length), &client);
-    LOG_DEBUG("MQTT_CLIENT收到MQTT报文:长度=%d,类型=0x%02X,协议版本=%d", length, type, version);
+        mqtt50_version_auto_detect(packet.data, static_cast<int32_t>(packet.length), &client);
+    LOG_DEBUG("MQTT_CLIENT收到MQTT报文:长度=%d,类型=0x%02X,协议版本=%d", packet.length,
+              packet.type(), version);
     if (version == MQTT_VERSION_50) {
-        dispatch50(client, packet, length, type);
+        dispatch50(client, packet);
     } else {
-        dispatch311(client, packet, length);
+        dispatch311(client, packet);
     }
 }
 

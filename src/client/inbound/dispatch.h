@@ -3,9 +3,10 @@
 
 #include <zep_mqtt/client/client.h>
 
+#include "protocol/common/framing.h"
+
 namespace zep {
 
-// length: of the packet, as its fixed header says it.
-void dispatch_packet(mqtt_client &client, const uint8_t *packet, uint32_t length);
+void dispatch_packet(mqtt_client &client, const packet_view &packet);
 
 }  // namespace zep

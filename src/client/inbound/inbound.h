@@ -7,14 +7,12 @@
 #include <zep_mqtt/core/status.h>
 
 #include "client/connection/client_state.h"
+#include "protocol/common/framing.h"
 
 namespace zep {
 
 constexpr const char *LABEL_311 = "";
 constexpr const char *LABEL_50 = "5.0 ";
-
-// What a 5.0 packet that fills the receive buffer has behind its fixed header of three bytes.
-constexpr uint32_t REMAINING_MAX_50 = MQTT_CLIENT_RX_BUFFER_SIZE - 3;
 
 // A PUBLISH of either version. The pointers lead into memory of the decoder or the receive buffer.
 struct inbound_publish {
@@ -38,15 +36,15 @@ void on_pingresp(mqtt_client &client, const mqtt_packet &packet);
 void on_disconnect(mqtt_client &client, const mqtt_packet &packet);
 
 // 5.0, as received.
-void on_connack50(mqtt_client &client, const uint8_t *packet, uint32_t length);
-void on_publish50(mqtt_client &client, const uint8_t *packet, uint32_t length);
-void on_puback50(mqtt_client &client, const uint8_t *packet, uint32_t length);
-void on_qos2_ack50(mqtt_client &client, const uint8_t *packet, uint32_t length);
-void on_pubrel50(mqtt_client &client, const uint8_t *packet, uint32_t length);
-void on_suback50(mqtt_client &client, const uint8_t *packet, uint32_t length);
-void on_unsuback50(mqtt_client &client, const uint8_t *packet, uint32_t length);
-void on_pingresp50(mqtt_client &client, const uint8_t *packet, uint32_t length);
-void on_disconnect50(mqtt_client &client, const uint8_t *packet, uint32_t length);
+void on_connack50(mqtt_client &client, const packet_view &packet);
+void on_publish50(mqtt_client &client, const packet_view &packet);
+void on_puback50(mqtt_client &client, const packet_view &packet);
+void on_qos2_ack50(mqtt_client &client, const packet_view &packet);
+void on_pubrel50(mqtt_client &client, const packet_view &packet);
+void on_suback50(mqtt_client &client, const packet_view &packet);
+void on_unsuback50(mqtt_client &client, const packet_view &packet);
+void on_pingresp50(mqtt_client &client, const packet_view &packet);
+void on_disconnect50(mqtt_client &client, const packet_view &packet);
 
 // The broker kept no session: what it sends from now on repeats nothing of an earlier connection.
 inline void forget_received_messages(mqtt_client &client) {

@@ -10,7 +10,7 @@ void on_pingresp(mqtt_client &client, const mqtt_packet &) {
     client.last_activity_ms = tick_now();
 }
 
-void on_pingresp50(mqtt_client &client, const uint8_t *, uint32_t) {
+void on_pingresp50(mqtt_client &client, const packet_view &) {
     LOG_DEBUG("MQTT_CLIENT✅ 收到5.0心跳响应 PINGRESP，链路正常");
     client.last_activity_ms = tick_now();
 }
@@ -20,7 +20,7 @@ void on_disconnect(mqtt_client &client, const mqtt_packet &) {
     lose_link(client);
 }
 
-void on_disconnect50(mqtt_client &client, const uint8_t *, uint32_t) {
+void on_disconnect50(mqtt_client &client, const packet_view &) {
     LOG_WARN("MQTT_CLIENT⚠️ 收到5.0 Broker主动断开指令 DISCONNECT，标记断线");
     lose_link(client);
 }

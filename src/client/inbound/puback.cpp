@@ -45,9 +45,9 @@ void on_puback(mqtt_client &client, const mqtt_packet &packet) {
     trigger_broker_resp_cb(&client, 1, MQTT_RESP_PUBACK, 0, id);
 }
 
-void on_puback50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
+void on_puback50(mqtt_client &client, const packet_view &packet) {
     mqtt50_ack ack;
-    if (v50::decode_ack(MQTT_PACKET_PUBACK, packet, length, REMAINING_MAX_50, &ack) != MQTT_OK) {
+    if (v50::decode_ack(MQTT_PACKET_PUBACK, packet, &ack) != MQTT_OK) {
         LOG_ERROR("MQTT_CLIENT5.0 PUBACK报文解码失败，丢弃非法报文");
         return;
     }

@@ -95,9 +95,9 @@ void on_publish(mqtt_client &client, const mqtt_packet &packet) {
                           LABEL_311);
 }
 
-void on_publish50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
+void on_publish50(mqtt_client &client, const packet_view &packet) {
     mqtt50_publish message;
-    if (v50::decode_publish(packet, length, REMAINING_MAX_50, &message) != MQTT_OK) {
+    if (v50::decode_publish(packet, &message) != MQTT_OK) {
         return;
     }
     if (receive_message(client,

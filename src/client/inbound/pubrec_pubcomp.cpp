@@ -88,10 +88,10 @@ void on_qos2_ack(mqtt_client &client, const mqtt_packet &packet) {
     trigger_broker_resp_cb(&client, 1, MQTT_RESP_QOS2, 0, id);
 }
 
-void on_qos2_ack50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
-    const uint8_t type = packet[0] >> 4;
+void on_qos2_ack50(mqtt_client &client, const packet_view &packet) {
+    const uint8_t type = packet.type();
     mqtt50_ack ack;
-    if (v50::decode_ack(type, packet, length, REMAINING_MAX_50, &ack) != MQTT_OK) {
+    if (v50::decode_ack(type, packet, &ack) != MQTT_OK) {
         LOG_ERROR("MQTT_CLIENT5.0 %s报文解码失败，丢弃非法报文",
                   type == MQTT_PACKET_PUBREC ? "PUBREC" : "PUBCOMP");
         return;

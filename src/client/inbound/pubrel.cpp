@@ -24,9 +24,9 @@ void on_pubrel(mqtt_client &client, const mqtt_packet &packet) {
     end_exchange(client, packet.body.ack.msg_id, LABEL_311);
 }
 
-void on_pubrel50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
+void on_pubrel50(mqtt_client &client, const packet_view &packet) {
     mqtt50_ack ack;
-    if (v50::decode_ack(MQTT_PACKET_PUBREL, packet, length, REMAINING_MAX_50, &ack) == MQTT_OK) {
+    if (v50::decode_ack(MQTT_PACKET_PUBREL, packet, &ack) == MQTT_OK) {
         end_exchange(client, ack.msg_id, LABEL_50);
     }
 }

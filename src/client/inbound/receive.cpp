@@ -7,9 +7,9 @@
 
 #include "client/connection/client_private.h"
 #include "client/inbound/dispatch.h"
-#include "client/inbound/framing.h"
 #include "log/log_lines.h"
 #include "net/adapter_private.h"
+#include "protocol/common/framing.h"
 
 uint8_t g_mqtt_recv_buf[MQTT_CLIENT_RX_BUFFER_SIZE];
 
@@ -66,37 +66,29 @@ void pass_over_oversized(receive_buffer &rx) {
     }
 }
 
-struct packet_bytes {
-    const uint8_t *data;
-    uint32_t length;
-};
-
 // The next whole packet, or no data: what is left is not whole yet, or the link had to be given up.
-packet_bytes next_packet(mqtt_client &client) {
+packet_view next_packet(mqtt_client &client) {
     receive_buffer &rx = state_of(client).rx;
     for (;;) {
         pass_over_oversized(rx);
         const uint8_t *data = rx.bytes + rx.start;
         const uint32_t held = rx.end - rx.start;
-        const frame found = find_frame(data, held, version_in_use(client));
+        const frame found = find_frame(data, held, received_remaining_max(version_in_use(client)));
         switch (found.kind) {
             case frame_kind::malformed:
                 LOG_ERROR("MQTT_CLIENT报文剩余长度非法，无法重新同步，标记断线");
                 lose_link(client);
-                return {nullptr, 0};
+                return {};
             case frame_kind::oversized:
-                LOG_WARN("MQTT_CLIENT报文超过接收上限，跳过（总长度：%u）", found.length);
-                rx.skip = found.length;
+                LOG_WARN("MQTT_CLIENT报文超过接收上限，跳过（总长度：%u）", found.packet.length);
+                rx.skip = found.packet.length;
                 break;
-            case frame_kind::packet:
-                if (found.length > held) {
-                    return {nullptr, 0};
-                }
-                rx.start += found.length;
-                return {data, found.length};
+            case frame_kind::whole:
+                rx.start += found.packet.length;
+                return found.packet;
             case frame_kind::incomplete:
             default:
-                return {nullptr, 0};
+                return {};
         }
     }
 }
@@ -110,11 +102,11 @@ bool is_receiving(const mqtt_client &client) {
 void handle_held_packets(mqtt_client &client) {
     receive_buffer &rx = state_of(client).rx;
     while (is_receiving(client)) {
-        const packet_bytes packet = next_packet(client);
+        const packet_view packet = next_packet(client);
         if (packet.data == nullptr) {
             break;
         }
-        dispatch_packet(client, packet.data, packet.length);
+        dispatch_packet(client, packet);
         rx.whole_ms = tick_now();  // a slow callback is not the peer's
     }
     compact(rx);

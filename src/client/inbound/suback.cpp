@@ -49,10 +49,9 @@ void on_suback(mqtt_client &client, const mqtt_packet &packet) {
     subscription_acknowledged(client, suback.msg_id, static_cast<uint8_t>(first & 3), LABEL_311);
 }
 
-void on_suback50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
+void on_suback50(mqtt_client &client, const packet_view &packet) {
     mqtt50_suback suback;
-    if (v50::decode_suback(packet, static_cast<int32_t>(length), REMAINING_MAX_50, &suback) ==
-        MQTT_OK) {
+    if (v50::decode_suback(packet, &suback) == MQTT_OK) {
         subscription_acknowledged(client, suback.msg_id,
                                   suback.count != 0 ? suback.granted_qos[0] : uint8_t{0}, LABEL_50);
     }
@@ -62,9 +61,9 @@ void on_unsuback(mqtt_client &client, const mqtt_packet &packet) {
     unsubscription_acknowledged(client, packet.body.ack.msg_id, LABEL_311);
 }
 
-void on_unsuback50(mqtt_client &client, const uint8_t *packet, uint32_t length) {
+void on_unsuback50(mqtt_client &client, const packet_view &packet) {
     mqtt50_ack unsuback;
-    if (v50::decode_unsuback(packet, length, REMAINING_MAX_50, &unsuback) == MQTT_OK) {
+    if (v50::decode_unsuback(packet, &unsuback) == MQTT_OK) {
         unsubscription_acknowledged(client, unsuback.msg_id, LABEL_50);
     }
 }

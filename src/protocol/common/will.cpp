@@ -1,4 +1,3 @@
-#include <cstring>
 
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/platform/memory.h>
@@ -49,8 +48,7 @@ void release_payload(mqtt_session &session) {
 // Copies into a session without topic and payload; on failure it is left without them.
 int32_t copy_topic_and_payload(mqtt_session &session, const char *topic, const uint8_t *payload,
                                uint32_t payload_len) {
-    zep::heap_ptr<char[]> topic_copy =
-        zep::heap_text(reinterpret_cast<const uint8_t *>(topic), std::strlen(topic));
+    zep::heap_ptr<char[]> topic_copy = zep::heap_text(topic);
     if (topic_copy == nullptr) {
         LOG_ERROR("Will Topic内存分配失败");
         return MQTT_ERR_NO_MEMORY;

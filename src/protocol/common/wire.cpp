@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstring>
 
 #include <zep_mqtt/core/status.h>
@@ -6,11 +5,10 @@
 #include <zep_mqtt/protocol/v311/wire.h>
 
 #include "protocol/common/packet_id_private.h"
-#include "protocol/common/wire_io.h"
+#include "protocol/common/variable_length.h"
 
 namespace {
 
-constexpr uint32_t ACCEPTED_BYTES = 3;
 constexpr size_t NO_CHARACTER = SIZE_MAX;
 
 // How many bytes follow the first byte of a character.
@@ -24,39 +22,23 @@ size_t continuation_bytes(uint8_t lead) {
     return (lead & 0xF0) == 0xE0 ? 2 : NO_CHARACTER;
 }
 
-// decode_remaining_len() for valid arguments and a greatest value of the caller's.
-int32_t decode_up_to(uint32_t greatest, const uint8_t *buf, size_t len, uint32_t *out) {
-    *out = 0;
-    zep::byte_reader reader(buf, len);
-    for (uint32_t place = 0; place <= ACCEPTED_BYTES; ++place) {
-        const uint32_t byte = reader.u8();
-        *out += (byte & 0x7F) << (7 * place);
-        if (!reader.ok() || *out > greatest) {
-            break;
-        }
-        if ((byte & 0x80) == 0 && place < ACCEPTED_BYTES) {
-            return static_cast<int32_t>(reader.position());
-        }
-    }
-    return MQTT_ERR_INVALID_PARAM;
-}
-
 }  // namespace
 
 uint32_t mqtt_write_remaining_length(uint8_t *buf, uint32_t value) {
     if (buf == nullptr || value > MQTT_REMAINING_LEN_MAX) {
         return 0;
     }
-    zep::byte_writer writer(buf, MQTT_REMAINING_LEN_MAX_BYTES);
-    zep::write_remaining_length(writer, value);
-    return static_cast<uint32_t>(writer.size());
+    zep::put_variable_length(buf, value);
+    return static_cast<uint32_t>(zep::variable_length_size(value));
 }
 
 int32_t decode_remaining_len(const uint8_t *buf, int32_t len, uint32_t *out) {
     if (buf == nullptr || out == nullptr || len < 1) {
         return MQTT_ERR_INVALID_PARAM;
     }
-    return decode_up_to(MQTT_REMAINING_LEN_MAX_ACCEPTED, buf, static_cast<size_t>(len), out);
+    zep::byte_reader reader(buf, static_cast<size_t>(len));
+    const bool accepted = zep::read_accepted_length(reader, MQTT_REMAINING_LEN_MAX_ACCEPTED, out);
+    return accepted ? static_cast<int32_t>(reader.position()) : MQTT_ERR_INVALID_PARAM;
 }
 
 int32_t utf8_validate(const char *text, int32_t len) {
@@ -82,23 +64,4 @@ int32_t utf8_validate(const char *text, int32_t len) {
 
 int32_t validate_packet_id(uint32_t /*version*/, uint16_t id) {
     return zep::is_packet_id(id) ? MQTT_OK : MQTT_ERR_INVALID_PARAM;
-}
-
-bool zep::read_remaining_length(byte_reader &reader, uint32_t *value, uint32_t greatest) {
-    const size_t available = std::min<size_t>(reader.left(), MQTT_REMAINING_LEN_MAX_BYTES);
-    const int32_t size = decode_up_to(greatest, reader.next(), available, value);
-    if (size < 0) {
-        reader.fail();
-        return false;
-    }
-    reader.skip(static_cast<size_t>(size));
-    return true;
-}
-
-void zep::write_remaining_length(byte_writer &writer, uint32_t value) {
-    do {
-        const uint32_t group = value & 0x7F;
-        value >>= 7;
-        writer.u8(static_cast<uint8_t>(value != 0 ? group | 0x80 : group));
-    } while (value != 0);
 }

@@ -2,83 +2,89 @@
 
 #include <zep_mqtt/core/status.h>
 
+#include "core/limits.h"
 #include "log/log_lines.h"
-#include "protocol/v311/body_encode.h"
+#include "protocol/common/connect_layout.h"
+#include "protocol/v311/encode.h"
 
 namespace zep::v311 {
 namespace {
 
-constexpr uint8_t CLEAN_SESSION = 0x02;
+// The fixed header in two bytes and all up to the client identifier; then its length.
+constexpr size_t SMALLEST_BUFFER = 12;
+constexpr size_t BEFORE_CLIENT_ID = SMALLEST_BUFFER + 2;
 
-uint8_t connect_flags(const mqtt_packet_connect &connect) {
-    uint32_t flags = CLEAN_SESSION;
-    flags |= connect.has_username != 0 ? 0x80U : 0U;
-    flags |= connect.has_password != 0 ? 0x40U : 0U;
-    flags |= connect.will_retain != 0 ? 0x20U : 0U;
-    flags |= (connect.will_qos & 3) << 3;
-    flags |= connect.will_flag != 0 ? 0x04U : 0U;
-    return static_cast<uint8_t>(flags);
+bool is_empty(const char *text) {
+    return text == nullptr || text[0] == '\0';
 }
 
-int32_t encode_client_id(const char (&client_id)[24], byte_writer &writer) {
-    const size_t length = strnlen(client_id, sizeof client_id);
-    const bool is_valid = length != 0 && length < sizeof client_id;
-    if (is_valid) {
-        writer.field(client_id, length);
+int32_t check(const mqtt_packet_connect &connect, size_t capacity) {
+    if (capacity < SMALLEST_BUFFER) {
+        return MQTT_ERR_INVALID_PARAM;
     }
-    if (!is_valid || !writer.ok()) {
+    const size_t length = strnlen(connect.client_id, sizeof connect.client_id);
+    if (length == 0 || length > CLIENT_ID_MAX || capacity < BEFORE_CLIENT_ID + length) {
         LOG_ERROR("mqtt_packet_encode_v311: ClientID无效/过长");
         return MQTT_ERR_INVALID_PARAM;
     }
-    return MQTT_OK;
-}
-
-int32_t encode_required_text(const char *text, byte_writer &writer) {
-    if (text == nullptr || text[0] == '\0') {
+    if ((connect.will_flag != 0 && is_empty(connect.will_topic)) ||
+        (connect.has_username != 0 && is_empty(connect.username)) ||
+        (connect.has_password != 0 && is_empty(connect.password))) {
         return MQTT_ERR_INVALID_PARAM;
     }
-    writer.text(text);
     return MQTT_OK;
 }
 
-int32_t encode_will(const mqtt_packet_connect &connect, byte_writer &writer) {
-    const int32_t status = encode_required_text(connect.will_topic, writer);
-    writer.field(connect.will_payload,
-                 connect.will_payload == nullptr ? 0 : connect.will_payload_len);
-    return status;
+connect_view view_of(const mqtt_packet_connect &connect) {
+    connect_view view;
+    view.client_id = connect.client_id;
+    view.keep_alive = connect.keep_alive;
+    view.clean_start = true;
+    view.will_qos = static_cast<uint8_t>(connect.will_qos & 3);
+    view.will_retain = connect.will_retain != 0;
+    view.has_will = connect.will_flag != 0;
+    if (view.has_will) {
+        view.will_topic = connect.will_topic;
+        view.will_payload = {connect.will_payload,
+                             connect.will_payload == nullptr ? 0 : connect.will_payload_len};
+    }
+    view.has_username = connect.has_username != 0;
+    if (view.has_username) {
+        view.username = connect.username;
+    }
+    view.has_password = connect.has_password != 0;
+    if (view.has_password) {
+        view.password = bytes_of(connect.password);
+    }
+    return view;
 }
 
 }  // namespace
 
-int32_t encode_connect(const mqtt_packet &packet, byte_writer &writer) {
-    const mqtt_packet_connect &connect = packet.body.connect;
-    writer.text("MQTT");
-    writer.u8(MQTT_VERSION_311);
-    writer.u8(connect_flags(connect));
-    writer.u16(connect.keep_alive);
-    if (!writer.ok()) {
-        return MQTT_ERR_INVALID_PARAM;
+void write_connect(packet_writer &packet, const connect_view &connect) {
+    write_connect_header(packet, MQTT_VERSION_311, connect);
+    packet.text(connect.client_id);
+    if (connect.has_will) {
+        write_will(packet, connect);
     }
-    int32_t status = encode_client_id(connect.client_id, writer);
-    if (status == MQTT_OK && connect.will_flag != 0) {
-        status = encode_will(connect, writer);
-    }
-    if (status == MQTT_OK && connect.has_username != 0) {
-        status = encode_required_text(connect.username, writer);
-    }
-    if (status == MQTT_OK && connect.has_password != 0) {
-        status = encode_required_text(connect.password, writer);
+    write_credentials(packet, connect);
+}
+
+int32_t encode_connect(const mqtt_packet &record, packet_writer &packet) {
+    const int32_t status = check(record.body.connect, packet.capacity());
+    if (status == MQTT_OK) {
+        write_connect(packet, view_of(record.body.connect));
     }
     return status;
 }
 
-int32_t encode_connack(const mqtt_packet &packet, byte_writer &writer) {
-    const mqtt_packet_connack &connack = packet.body.connack;
+int32_t encode_connack(const mqtt_packet &record, packet_writer &packet) {
+    const mqtt_packet_connack &connack = record.body.connack;
     if (connack.return_code > MQTT_CONNACK_MAX_RETURN_CODE) {
         return MQTT_ERR_INVALID_PARAM;
     }
-    writer.u8(connack.session_present != 0 ? 1 : 0);
-    writer.u8(connack.return_code);
+    packet.u8(connack.session_present != 0 ? 1 : 0);
+    packet.u8(connack.return_code);
     return MQTT_OK;
 }
 

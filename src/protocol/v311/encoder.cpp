@@ -1,4 +1,3 @@
-#include <cstring>
 #include <iterator>
 
 #include <zep_mqtt/core/status.h>
@@ -6,14 +5,13 @@
 #include <zep_mqtt/protocol/v311/wire.h>
 
 #include "log/log_lines.h"
-#include "protocol/common/wire_io.h"
-#include "protocol/v311/body_encode.h"
+#include "protocol/v311/encode.h"
 
 namespace {
 
 using namespace zep::v311;
 
-using body_encoder = int32_t (*)(const mqtt_packet &packet, zep::byte_writer &writer);
+using body_encoder = int32_t (*)(const mqtt_packet &record, zep::packet_writer &packet);
 
 // By packet type; null for a packet that is its fixed header alone.
 constexpr body_encoder BODY_ENCODERS[] = {
@@ -34,9 +32,6 @@ constexpr body_encoder BODY_ENCODERS[] = {
     nullptr,             // DISCONNECT
 };
 static_assert(std::size(BODY_ENCODERS) == MQTT_PACKET_DISCONNECT + 1);
-
-// Type and flags, and one byte of Remaining Length, which suffices for most packets.
-constexpr uint32_t SHORT_HEADER_LEN = 2;
 
 int32_t check_packet_id(const mqtt_packet &packet) {
     if (packet.qos == 0) {
@@ -65,35 +60,30 @@ int32_t check_type(const mqtt_packet &packet) {
     return packet.qos <= 3 ? MQTT_OK : MQTT_ERR_INVALID_PARAM;
 }
 
-uint8_t first_byte(const mqtt_packet &packet) {
+uint8_t fixed_header(const mqtt_packet &packet) {
     if (packet.type == MQTT_PACKET_CONNECT) {
-        return MQTT_PACKET_CONNECT << 4;
+        return zep::first_byte(MQTT_PACKET_CONNECT);
     }
     const uint32_t dup = packet.dup != 0 ? 0x08 : 0;
     const uint32_t retain = packet.retain != 0 ? 0x01 : 0;
-    return static_cast<uint8_t>(packet.type << 4 | packet.qos << 1 | dup | retain);
+    return zep::first_byte(packet.type, packet.qos << 1 | dup | retain);
 }
 
-// Puts the fixed header before the body, which stands behind the room for a short header and moves
-// up when its length takes more than one byte.
-int32_t finish(uint8_t first, size_t body_len, uint8_t *buf, uint32_t *len) {
-    if (body_len < 1 || body_len > MQTT_REMAINING_LEN_MAX) {
-        LOG_ERROR("剩余长度校验失败: len=%u", static_cast<uint32_t>(body_len));
+int32_t finish(zep::packet_writer &packet, uint32_t *len) {
+    if (!packet.ok()) {
         return MQTT_ERR_INVALID_PARAM;
     }
-    uint8_t header[1 + MQTT_REMAINING_LEN_MAX_BYTES];
-    zep::byte_writer writer(header, sizeof header);
-    writer.u8(first);
-    zep::write_remaining_length(writer, static_cast<uint32_t>(body_len));
-
-    const uint32_t total = static_cast<uint32_t>(writer.size() + body_len);
-    if (total > *len) {
-        LOG_ERROR("缓冲区不足，需要长度=%d，实际长度=%d", total, *len);
+    const size_t remaining = packet.remaining();
+    if (remaining > MQTT_REMAINING_LEN_MAX) {
+        LOG_ERROR("剩余长度校验失败: len=%u", static_cast<uint32_t>(remaining));
         return MQTT_ERR_INVALID_PARAM;
     }
-    std::memmove(buf + writer.size(), buf + SHORT_HEADER_LEN, body_len);
-    std::memcpy(buf, header, writer.size());
-    *len = total;
+    if (!packet.finish()) {
+        LOG_ERROR("缓冲区不足，需要长度=%d，实际长度=%d",
+                  static_cast<uint32_t>(zep::packet_size(remaining)), *len);
+        return MQTT_ERR_INVALID_PARAM;
+    }
+    *len = static_cast<uint32_t>(packet.size());
     return MQTT_OK;
 }
 
@@ -111,24 +101,12 @@ int32_t mqtt_packet_encode_v311(const mqtt_packet *packet, uint8_t *buf, uint32_
     if (status != MQTT_OK) {
         return status;
     }
-    zep::byte_writer writer(buf, *len);
-    writer.u8(first_byte(*packet));
-    writer.u8(0);
+    zep::packet_writer writer(buf, *len, fixed_header(*packet));
     const body_encoder encode_body = BODY_ENCODERS[packet->type];
     if (encode_body != nullptr) {
         status = encode_body(*packet, writer);
     }
-    if (status != MQTT_OK) {
-        return status;
-    }
-    if (!writer.ok()) {
-        return MQTT_ERR_INVALID_PARAM;
-    }
-    if (encode_body == nullptr) {
-        *len = SHORT_HEADER_LEN;
-        return MQTT_OK;
-    }
-    return finish(first_byte(*packet), writer.size() - SHORT_HEADER_LEN, buf, len);
+    return status == MQTT_OK ? finish(writer, len) : status;
 }
 
 int32_t mqtt_packet_encode(uint32_t version, const mqtt_packet *packet, uint8_t *buf,

@@ -1,35 +1,48 @@
 #include <zep_mqtt/core/status.h>
-#include <zep_mqtt/protocol/v311/validate.h>
-#include <zep_mqtt/protocol/v311/wire.h>
 
 #include "core/heap_copy.h"
-#include "protocol/v311/body_decode.h"
+#include "core/limits.h"
+#include "protocol/v311/decode.h"
 
-int32_t zep::v311::decode_publish(byte_reader &body, mqtt_packet *packet) {
-    const size_t topic_len = body.u16();
-    const uint8_t *topic = body.bytes(topic_len);
-    const uint16_t msg_id = packet->qos != 0 ? body.u16() : uint16_t{0};
-    if (!body.ok() || topic_len == 0 || topic_len > MQTT_TOPIC_MAX_LEN) {
+namespace zep::v311 {
+
+bool read_publish(const packet_view &packet, publish_view *publish) {
+    const uint8_t flags = packet.flags();
+    publish->dup = (flags & 8) != 0;
+    publish->qos = flags >> 1 & 3;
+    publish->retain = (flags & 1) != 0;
+    byte_reader body = packet.body;
+    publish->topic = body.field().text();
+    if (publish->qos != 0) {
+        publish->msg_id = body.u16();
+    }
+    publish->payload = body.rest();
+    return body.ok();
+}
+
+int32_t decode_publish(const packet_view &packet, mqtt_packet *record) {
+    publish_view publish;
+    if (!read_publish(packet, &publish) || publish.topic.empty() ||
+        publish.topic.size() > TOPIC_MAX || publish.payload.size > PAYLOAD_MAX) {
         return MQTT_ERR_INVALID_PARAM;
     }
-    static_assert(int{MQTT_REMAINING_LEN_MAX_ACCEPTED} <= int{MQTT_PAYLOAD_MAX_LEN});  // it fits
-    const size_t payload_len = body.left();
-    const uint8_t *payload = body.bytes(payload_len);
-
-    heap_ptr<char[]> topic_copy = heap_text(topic, topic_len);
-    heap_ptr<uint8_t[]> payload_copy;
-    if (topic_copy != nullptr && payload_len != 0) {
-        payload_copy = heap_bytes(payload, payload_len);
+    const bool has_payload = publish.payload.size != 0;
+    heap_ptr<char[]> topic = heap_text(publish.topic);
+    heap_ptr<uint8_t[]> payload;
+    if (topic != nullptr && has_payload) {
+        payload = heap_bytes(publish.payload.data, publish.payload.size);
     }
-    if (topic_copy == nullptr || (payload_len != 0 && payload_copy == nullptr)) {
+    if (topic == nullptr || (has_payload && payload == nullptr)) {
         return MQTT_ERR_NO_MEMORY;
     }
-    mqtt_message &message = packet->body.publish;
-    message.topic = topic_copy.release();
-    message.payload = payload_copy.release();
-    message.payload_len = static_cast<uint32_t>(payload_len);
-    message.qos = packet->qos;
-    message.retain = packet->retain;
-    message.msg_id = msg_id;
+    mqtt_message &message = record->body.publish;
+    message.topic = topic.release();
+    message.payload = payload.release();
+    message.payload_len = static_cast<uint32_t>(publish.payload.size);
+    message.qos = publish.qos;
+    message.retain = publish.retain ? 1 : 0;
+    message.msg_id = publish.msg_id;
     return MQTT_OK;
 }
+
+}  // namespace zep::v311

@@ -1,9 +1,9 @@
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/protocol/v311/decoder.h>
-#include <zep_mqtt/protocol/v311/validate.h>
 
 #include "core/heap_copy.h"
-#include "protocol/v311/body_decode.h"
+#include "core/limits.h"
+#include "protocol/v311/decode.h"
 
 namespace zep::v311 {
 namespace {
@@ -21,8 +21,8 @@ class filter_list {
     int32_t count() const { return count_; }
     const char **take() { return texts_.release(); }
 
-    int32_t add_copy(const uint8_t *text, size_t length) {
-        texts_[static_cast<size_t>(count_)] = heap_text(text, length).release();
+    int32_t add_copy(std::string_view text) {
+        texts_[static_cast<size_t>(count_)] = heap_text(text).release();
         if (texts_[static_cast<size_t>(count_)] == nullptr) {
             return MQTT_ERR_NO_MEMORY;
         }
@@ -38,15 +38,14 @@ class filter_list {
 // Each filter is followed by its requested QoS when there is a list for them.
 int32_t decode_filters(byte_reader &body, filter_list &filters, uint32_t *qos_list) {
     while (body.left() != 0 && !filters.is_full()) {
-        const size_t length = body.u16();
-        const uint8_t *text = body.bytes(length);
+        const std::string_view filter = body.field().text();
         if (qos_list != nullptr) {
             qos_list[filters.count()] = body.u8() & 3;
         }
-        if (!body.ok() || length > MQTT_TOPIC_MAX_LEN) {
+        if (!body.ok() || filter.size() > TOPIC_MAX) {
             return MQTT_ERR_INVALID_PARAM;
         }
-        const int32_t status = filters.add_copy(text, length);
+        const int32_t status = filters.add_copy(filter);
         if (status != MQTT_OK) {
             return status;
         }
@@ -56,8 +55,9 @@ int32_t decode_filters(byte_reader &body, filter_list &filters, uint32_t *qos_li
 
 }  // namespace
 
-int32_t decode_subscribe(byte_reader &body, mqtt_packet *packet) {
-    mqtt_packet_subscribe &subscribe = packet->body.subscribe;
+int32_t decode_subscribe(const packet_view &packet, mqtt_packet *record) {
+    mqtt_packet_subscribe &subscribe = record->body.subscribe;
+    byte_reader body = packet.body;
     subscribe.msg_id = body.u16();
     if (!body.ok()) {
         return MQTT_ERR_INVALID_PARAM;
@@ -76,8 +76,9 @@ int32_t decode_subscribe(byte_reader &body, mqtt_packet *packet) {
     return status;
 }
 
-int32_t decode_unsubscribe(byte_reader &body, mqtt_packet *packet) {
-    mqtt_packet_unsubscribe &unsubscribe = packet->body.unsubscribe;
+int32_t decode_unsubscribe(const packet_view &packet, mqtt_packet *record) {
+    mqtt_packet_unsubscribe &unsubscribe = record->body.unsubscribe;
+    byte_reader body = packet.body;
     unsubscribe.msg_id = body.u16();
     if (!body.ok()) {
         return MQTT_ERR_INVALID_PARAM;

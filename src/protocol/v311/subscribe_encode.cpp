@@ -3,12 +3,13 @@
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/protocol/v311/wire.h>
 
-#include "protocol/v311/body_encode.h"
+#include "protocol/v311/encode.h"
 
 namespace zep::v311 {
 namespace {
 
-int32_t encode_filter(const char *filter, byte_writer &writer) {
+// Each filter is followed by its requested QoS when there is a list of them.
+int32_t encode_filter(const char *filter, const uint32_t *qos, packet_writer &packet) {
     if (filter == nullptr) {
         return MQTT_ERR_INVALID_PARAM;
     }
@@ -17,23 +18,25 @@ int32_t encode_filter(const char *filter, byte_writer &writer) {
     if (utf8_validate(filter, static_cast<int32_t>(length)) != MQTT_OK) {
         return MQTT_ERR_UTF8_INVALID;
     }
-    writer.field(filter, length);
+    const std::string_view text(filter, length);
+    if (qos != nullptr) {
+        write_subscription(packet, text, *qos);
+    } else {
+        write_filter(packet, text);
+    }
     return MQTT_OK;
 }
 
-// Each filter is followed by its requested QoS when there is a list of them.
 int32_t encode_filters(const char *const *filters, const uint32_t *qos_list, int32_t count,
-                       byte_writer &writer) {
+                       packet_writer &packet) {
     if (filters == nullptr || count < 1) {
         return MQTT_ERR_INVALID_PARAM;
     }
-    for (int32_t i = 0; i < count && writer.ok(); ++i) {
-        const int32_t status = encode_filter(filters[i], writer);
+    for (int32_t i = 0; i < count && packet.ok(); ++i) {
+        const uint32_t *qos = qos_list == nullptr ? nullptr : qos_list + i;
+        const int32_t status = encode_filter(filters[i], qos, packet);
         if (status != MQTT_OK) {
             return status;
-        }
-        if (qos_list != nullptr) {
-            writer.u8(static_cast<uint8_t>(qos_list[i] & 3));
         }
     }
     return MQTT_OK;
@@ -41,29 +44,38 @@ int32_t encode_filters(const char *const *filters, const uint32_t *qos_list, int
 
 }  // namespace
 
-int32_t encode_subscribe(const mqtt_packet &packet, byte_writer &writer) {
-    const mqtt_packet_subscribe &subscribe = packet.body.subscribe;
+void write_filter(packet_writer &packet, std::string_view filter) {
+    packet.text(filter);
+}
+
+void write_subscription(packet_writer &packet, std::string_view filter, uint32_t qos) {
+    write_filter(packet, filter);
+    packet.u8(static_cast<uint8_t>(qos & 3));
+}
+
+int32_t encode_subscribe(const mqtt_packet &record, packet_writer &packet) {
+    const mqtt_packet_subscribe &subscribe = record.body.subscribe;
     if (subscribe.qos_list == nullptr) {
         return MQTT_ERR_INVALID_PARAM;
     }
-    writer.u16(subscribe.msg_id);
-    return encode_filters(subscribe.filters, subscribe.qos_list, subscribe.filter_count, writer);
+    write_msg_id(packet, subscribe.msg_id);
+    return encode_filters(subscribe.filters, subscribe.qos_list, subscribe.filter_count, packet);
 }
 
-int32_t encode_unsubscribe(const mqtt_packet &packet, byte_writer &writer) {
-    const mqtt_packet_unsubscribe &unsubscribe = packet.body.unsubscribe;
-    writer.u16(unsubscribe.msg_id);
-    return encode_filters(unsubscribe.filters, nullptr, unsubscribe.filter_count, writer);
+int32_t encode_unsubscribe(const mqtt_packet &record, packet_writer &packet) {
+    const mqtt_packet_unsubscribe &unsubscribe = record.body.unsubscribe;
+    write_msg_id(packet, unsubscribe.msg_id);
+    return encode_filters(unsubscribe.filters, nullptr, unsubscribe.filter_count, packet);
 }
 
-int32_t encode_suback(const mqtt_packet &packet, byte_writer &writer) {
-    const mqtt_packet_suback &suback = packet.body.suback;
-    writer.u16(suback.msg_id);
+int32_t encode_suback(const mqtt_packet &record, packet_writer &packet) {
+    const mqtt_packet_suback &suback = record.body.suback;
+    write_msg_id(packet, suback.msg_id);
     if (suback.return_codes == nullptr || suback.code_count < 1) {
         return MQTT_ERR_INVALID_PARAM;
     }
-    for (int32_t i = 0; i < suback.code_count && writer.ok(); ++i) {
-        writer.u8(static_cast<uint8_t>(suback.return_codes[i]));
+    for (int32_t i = 0; i < suback.code_count && packet.ok(); ++i) {
+        packet.u8(static_cast<uint8_t>(suback.return_codes[i]));
     }
     return MQTT_OK;
 }

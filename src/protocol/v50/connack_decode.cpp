@@ -4,16 +4,20 @@
 
 #include <zep_mqtt/core/status.h>
 #include <zep_mqtt/protocol/v311/packet.h>
-#include <zep_mqtt/protocol/v311/wire.h>
 #include <zep_mqtt/protocol/v50/connack.h>
 
+#include "core/limits.h"
 #include "log/log_lines.h"
+#include "protocol/common/packet_writer.h"
 #include "protocol/v50/decode.h"
-#include "protocol/v50/packet_io.h"
+#include "protocol/v50/properties.h"
 
 namespace {
 
 using zep::byte_reader;
+
+// The shortest packet that is looked at.
+constexpr uint32_t SHORTEST = 3;
 
 enum class kind : uint8_t { number, text };
 
@@ -191,33 +195,36 @@ int32_t read_flags_and_reason(byte_reader &body, mqtt50_connack *connack) {
     return MQTT_OK;
 }
 
+int32_t refuse_arguments(uint32_t length) {
+    LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 CONNACK解码:入参非法/报文过短 len=%d", length);
+    return MQTT_ERR_INVALID_PARAM;
+}
+
 }  // namespace
 
-int32_t zep::v50::decode_connack(const uint8_t *data, uint32_t length, uint32_t remaining_max,
-                                 mqtt50_connack *connack) {
-    if (data == nullptr || length < 3 || connack == nullptr) {
-        LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 CONNACK解码:入参非法/报文过短 len=%d", length);
-        return MQTT_ERR_INVALID_PARAM;
+int32_t zep::v50::decode_connack(const packet_view &packet, mqtt50_connack *connack) {
+    if (packet.given < SHORTEST) {
+        return refuse_arguments(packet.given);
     }
     *connack = {};
-    if (data[0] != zep::v50::first_byte(MQTT_PACKET_CONNACK)) {
-        LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 CONNACK解码:固定头非法 0x%02X", data[0]);
+    if (packet.first() != first_byte(MQTT_PACKET_CONNACK)) {
+        LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 CONNACK解码:固定头非法 0x%02X", packet.first());
         return MQTT_ERR_MALFORMED;
     }
-    zep::v50::received_packet packet = zep::v50::open_packet(data, length, remaining_max);
     if (!packet.body.ok()) {
         LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 CONNACK解码:剩余长度解析失败/越界");
         return MQTT_ERR_CONNACK_MALFORMED;
     }
-    connack->remaining_len = packet.remaining_len;
-    const int32_t status = read_flags_and_reason(packet.body, connack);
+    connack->remaining_len = packet.remaining;
+    byte_reader body = packet.body;
+    const int32_t status = read_flags_and_reason(body, connack);
     if (status != MQTT_OK) {
         return status;
     }
-    if (packet.body.left() != 0) {
-        read_properties(packet.body, connack);
+    if (body.left() != 0) {
+        read_properties(body, connack);
     }
-    connack->total_len = packet.total_len;
+    connack->total_len = packet.length;
     LOG_INFO(
         "MQTT5.0_PROTOCOL: ✅ MQTT5.0 CONNACK解码完成 | 总长度=%d | 解析属性数=%d | 最大报文=%d字节",
         connack->total_len, connack->prop_count, connack->max_packet_size);
@@ -225,5 +232,8 @@ int32_t zep::v50::decode_connack(const uint8_t *data, uint32_t length, uint32_t 
 }
 
 int32_t mqtt50_connack_decode(const uint8_t *data, uint32_t length, mqtt50_connack *connack) {
-    return zep::v50::decode_connack(data, length, MQTT_REMAINING_LEN_MAX_ACCEPTED, connack);
+    if (data == nullptr || connack == nullptr) {
+        return refuse_arguments(length);
+    }
+    return zep::v50::decode_connack(zep::open_packet(data, length, zep::REMAINING_MAX), connack);
 }

@@ -1,22 +1,20 @@
 #include <cstring>
 
 #include <zep_mqtt/core/status.h>
-#include <zep_mqtt/platform/memory.h>
 #include <zep_mqtt/platform/text.h>
 #include <zep_mqtt/protocol/v311/packet.h>
 #include <zep_mqtt/protocol/v50/connect.h>
 #include <zep_mqtt/protocol/v50/property.h>
 
+#include "core/limits.h"
 #include "log/log_lines.h"
-#include "protocol/v50/packet_io.h"
+#include "protocol/common/connect_layout.h"
+#include "protocol/v50/encode.h"
+#include "protocol/v50/properties.h"
 
 namespace {
 
-using zep::byte_writer;
-using zep::v50::properties;
-
 constexpr uint32_t SMALLEST_CONNECT_BUFFER = 512;
-constexpr size_t LONGEST_CLIENT_ID = sizeof mqtt50_connect::client_id - 1;
 
 bool fits_field(size_t size) {
     return size >= 1 && size <= UINT16_MAX;
@@ -50,7 +48,7 @@ int32_t check_will(const mqtt50_connect &connect) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 CONN: Will载荷非法，长度=%d", connect.will_payload_len);
         return MQTT_ERR_INVALID_PARAM;
     }
-    if (connect.will_qos > 2) {
+    if (connect.will_qos > zep::QOS_MAX) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 CONN: Will QoS非法（仅支持0/1/2）：%d",
                   connect.will_qos);
         return MQTT_ERR_INVALID_PARAM;
@@ -60,7 +58,7 @@ int32_t check_will(const mqtt50_connect &connect) {
 
 int32_t check(const mqtt50_connect &connect) {
     const size_t client_id_len = strnlen(connect.client_id, sizeof connect.client_id);
-    if (client_id_len == 0 || client_id_len > LONGEST_CLIENT_ID) {
+    if (client_id_len == 0 || client_id_len > zep::CLIENT_ID_MAX) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 CONN: ClientID非法，长度=%d",
                   static_cast<int>(client_id_len));
         return MQTT_ERR_CLIENT_ID_INVALID;
@@ -72,55 +70,50 @@ int32_t check(const mqtt50_connect &connect) {
     return check_will(connect);
 }
 
-// MQTT 5.0 §3.1.2.3
-uint8_t connect_flags(const mqtt50_connect &connect) {
-    uint32_t flags = connect.clean_start != 0 ? 0x02 : 0;
-    if (connect.will_flag != 0) {
-        flags |= 0x04 | connect.will_qos << 3 | (connect.will_retain != 0 ? 0x20 : 0);
+zep::connect_view view_of(const mqtt50_connect &connect) {
+    zep::connect_view view;
+    view.client_id = connect.client_id;
+    view.keep_alive = connect.keep_alive;
+    view.clean_start = connect.clean_start != 0;
+    view.has_will = connect.will_flag != 0;
+    if (view.has_will) {
+        view.will_retain = connect.will_retain != 0;
+        view.will_qos = static_cast<uint8_t>(connect.will_qos);
+        view.will_topic = connect.will_topic;
+        view.will_payload = {connect.will_payload, connect.will_payload_len};
     }
-    flags |= connect.has_password != 0 ? 0x40 : 0;
-    flags |= connect.has_username != 0 ? 0x80 : 0;
-    return static_cast<uint8_t>(flags);
-}
-
-size_t payload_size(const mqtt50_connect &connect) {
-    size_t size = 2 + platform_strlen(connect.client_id);
-    if (connect.will_flag != 0) {
-        size += 1 + 2 + platform_strlen(connect.will_topic) + 2 + connect.will_payload_len;
+    view.has_username = connect.has_username != 0;
+    if (view.has_username) {
+        view.username = connect.username;
     }
-    if (connect.has_username != 0) {
-        size += 2 + platform_strlen(connect.username);
+    view.has_password = connect.has_password != 0;
+    if (view.has_password) {
+        view.password = zep::bytes_of(connect.password);
     }
-    if (connect.has_password != 0) {
-        size += 2 + platform_strlen(connect.password);
-    }
-    return size;
-}
-
-void write_payload(byte_writer &packet, const mqtt50_connect &connect) {
-    packet.text(connect.client_id);
-    if (connect.will_flag != 0) {
-        packet.u8(0);  // no will properties
-        packet.text(connect.will_topic);
-        packet.field(connect.will_payload, connect.will_payload_len);
-    }
-    if (connect.has_username != 0) {
-        packet.text(connect.username);
-    }
-    if (connect.has_password != 0) {
-        packet.text(connect.password);
-    }
-}
-
-void collect_properties(properties &collected, const mqtt50_connect &connect) {
-    // A clean start asks for no stored session, so there is none that could expire.
-    collected.add_u32(MQTT50_PROP_SESSION_EXPIRY,
-                      connect.clean_start != 0 ? 0 : connect.session_expiry);
-    collected.add_u32(MQTT50_PROP_MAX_PACKET_SIZE, connect.max_packet_size);
-    collected.add_u16(MQTT50_PROP_TOPIC_ALIAS_MAX, connect.topic_alias_max);
+    view.session_expiry = connect.session_expiry;
+    view.max_packet_size = connect.max_packet_size;
+    view.topic_alias_max = connect.topic_alias_max;
+    return view;
 }
 
 }  // namespace
+
+void zep::v50::write_connect(packet_writer &packet, const connect_view &connect) {
+    write_connect_header(packet, MQTT_VERSION_50, connect);
+    {
+        properties given(packet);
+        // A clean start asks for no stored session, so there is none that could expire.
+        given.add_u32(MQTT50_PROP_SESSION_EXPIRY, connect.clean_start ? 0 : connect.session_expiry);
+        given.add_u32(MQTT50_PROP_MAX_PACKET_SIZE, connect.max_packet_size);
+        given.add_u16(MQTT50_PROP_TOPIC_ALIAS_MAX, connect.topic_alias_max);
+    }
+    packet.text(connect.client_id);
+    if (connect.has_will) {
+        write_no_properties(packet);
+        write_will(packet, connect);
+    }
+    write_credentials(packet, connect);
+}
 
 int32_t mqtt50_conn_encode(const mqtt50_connect *connect, uint8_t *buffer, uint32_t *length) {
     if (connect == nullptr || buffer == nullptr || length == nullptr) {
@@ -135,23 +128,13 @@ int32_t mqtt50_conn_encode(const mqtt50_connect *connect, uint8_t *buffer, uint3
     if (status != MQTT_OK) {
         return status;
     }
-    properties collected;
-    collect_properties(collected, *connect);
-    const size_t remaining = 10 + collected.encoded_size() + payload_size(*connect);
-    if (zep::v50::packet_size(remaining) > *length) {
+    zep::packet_writer packet =
+        zep::v50::begin_in_cleared(buffer, *length, zep::first_byte(MQTT_PACKET_CONNECT));
+    zep::v50::write_connect(packet, view_of(*connect));
+    if (!zep::v50::finish(packet, buffer, length)) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 CONN: 缓冲区过小");
         return MQTT_ERR_BUFFER_FULL;
     }
-    platform_memset_s(buffer, *length, 0, *length);
-    byte_writer packet = zep::v50::begin_packet(
-        buffer, *length, zep::v50::first_byte(MQTT_PACKET_CONNECT), remaining);
-    packet.text("MQTT");
-    packet.u8(MQTT_VERSION_50);
-    packet.u8(connect_flags(*connect));
-    packet.u16(connect->keep_alive);
-    collected.write_to(packet);
-    write_payload(packet, *connect);
-    *length = static_cast<uint32_t>(packet.size());
     LOG_INFO("MQTT5.0_PROTOCOL: MQTT50 CONN编码完成:总长度=%d,ClientID=%s,用户名=%s,Will启用=%d",
              *length, connect->client_id, connect->has_username != 0 ? connect->username : "无",
              connect->will_flag);

@@ -1,27 +1,31 @@
 #include <cstring>
 
 #include <zep_mqtt/core/status.h>
-#include <zep_mqtt/platform/memory.h>
 #include <zep_mqtt/protocol/v311/packet.h>
 #include <zep_mqtt/protocol/v311/wire.h>
 #include <zep_mqtt/protocol/v50/property.h>
 #include <zep_mqtt/protocol/v50/publish.h>
 
+#include "core/limits.h"
 #include "log/log_lines.h"
-#include "protocol/v50/packet_io.h"
+#include "protocol/v50/encode.h"
+#include "protocol/v50/properties.h"
 
 namespace {
 
-constexpr size_t LONGEST_TOPIC = sizeof mqtt50_publish::topic - 1;
+bool carries_msg_id(uint8_t qos) {
+    return qos == 1 || qos == 2;
+}
 
-bool carries_msg_id(const mqtt50_publish &publish) {
-    return publish.qos == 1 || publish.qos == 2;
+int32_t refuse_buffer() {
+    LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 PUB: 缓冲区过小");
+    return MQTT_ERR_BUFFER_FULL;
 }
 
 int32_t check(const mqtt50_publish &publish, size_t topic_len, uint32_t capacity) {
-    if (topic_len == 0 || topic_len > LONGEST_TOPIC ||
+    if (topic_len == 0 || topic_len > zep::TOPIC_MAX ||
         (publish.payload_len != 0 && publish.payload == nullptr) ||
-        (carries_msg_id(publish) && publish.msg_id == 0)) {
+        (carries_msg_id(publish.qos) && publish.msg_id == 0)) {
         LOG_ERROR(
             "MQTT5.0_PROTOCOL: MQTT50 PUB: 主题/载荷/报文ID非法，topic_len=%d payload_len=%d "
             "msg_id=%d",
@@ -30,8 +34,7 @@ int32_t check(const mqtt50_publish &publish, size_t topic_len, uint32_t capacity
     }
     const uint64_t needed = uint64_t{MQTT50_PUBLISH_HEADROOM} + topic_len + publish.payload_len;
     if (capacity < needed) {
-        LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 PUB: 缓冲区过小");
-        return MQTT_ERR_BUFFER_FULL;
+        return refuse_buffer();
     }
     if (needed > MQTT_REMAINING_LEN_MAX) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 PUB: 报文超过最大长度限制");
@@ -40,13 +43,31 @@ int32_t check(const mqtt50_publish &publish, size_t topic_len, uint32_t capacity
     return MQTT_OK;
 }
 
-uint8_t fixed_header(const mqtt50_publish &publish) {
-    const uint32_t flags =
-        (publish.is_dup != 0 ? 8U : 0U) | (publish.qos & 3U) << 1 | (publish.retain != 0 ? 1U : 0U);
-    return zep::v50::first_byte(MQTT_PACKET_PUBLISH, flags);
+zep::publish_view view_of(const mqtt50_publish &publish, size_t topic_len) {
+    zep::publish_view view;
+    view.topic = {publish.topic, topic_len};
+    view.payload = {publish.payload, publish.payload_len};
+    view.qos = publish.qos;
+    view.retain = publish.retain != 0;
+    view.dup = publish.is_dup != 0;
+    view.msg_id = publish.msg_id;
+    view.message_expiry = publish.message_expiry;
+    return view;
 }
 
 }  // namespace
+
+void zep::v50::write_publish(packet_writer &packet, const publish_view &publish) {
+    packet.text(publish.topic);
+    if (carries_msg_id(publish.qos)) {
+        packet.u16(publish.msg_id);
+    }
+    {
+        properties given(packet);
+        given.add_u32(MQTT50_PROP_MESSAGE_EXPIRY, publish.message_expiry);
+    }
+    packet.bytes(publish.payload.data, publish.payload.size);
+}
 
 int32_t mqtt50_publish_encode(const mqtt50_publish *publish, uint8_t *buffer, uint32_t *length) {
     if (publish == nullptr || buffer == nullptr || length == nullptr) {
@@ -58,20 +79,13 @@ int32_t mqtt50_publish_encode(const mqtt50_publish *publish, uint8_t *buffer, ui
     if (status != MQTT_OK) {
         return status;
     }
-    zep::v50::properties collected;
-    collected.add_u32(MQTT50_PROP_MESSAGE_EXPIRY, publish->message_expiry);
-    const size_t remaining = 2 + topic_len + (carries_msg_id(*publish) ? 2 : 0) +
-                             collected.encoded_size() + publish->payload_len;
-    platform_memset_s(buffer, *length, 0, *length);
-    zep::byte_writer packet =
-        zep::v50::begin_packet(buffer, *length, fixed_header(*publish), remaining);
-    packet.field(publish->topic, topic_len);
-    if (carries_msg_id(*publish)) {
-        packet.u16(publish->msg_id);
+    const zep::publish_view view = view_of(*publish, topic_len);
+    zep::packet_writer packet = zep::v50::begin_in_cleared(
+        buffer, *length, zep::first_byte(MQTT_PACKET_PUBLISH, zep::publish_flags(view)));
+    zep::v50::write_publish(packet, view);
+    if (!zep::v50::finish(packet, buffer, length)) {
+        return refuse_buffer();
     }
-    collected.write_to(packet);
-    packet.bytes(publish->payload, publish->payload_len);
-    *length = static_cast<uint32_t>(packet.size());
     LOG_INFO(
         "MQTT5.0_PROTOCOL: ✅ MQTT50 PUB编码完成:总长度=%d,主题=%s,QoS=%d,报文ID=%d,过期时间=%ds",
         *length, publish->topic, publish->qos, publish->msg_id, publish->message_expiry);

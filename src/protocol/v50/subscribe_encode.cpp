@@ -1,26 +1,28 @@
 #include <cstring>
 
 #include <zep_mqtt/core/status.h>
-#include <zep_mqtt/platform/memory.h>
 #include <zep_mqtt/platform/text.h>
 #include <zep_mqtt/protocol/v311/packet.h>
 #include <zep_mqtt/protocol/v50/subscribe.h>
 
+#include "core/limits.h"
 #include "log/log_lines.h"
-#include "protocol/v50/packet_io.h"
+#include "protocol/v50/encode.h"
+#include "protocol/v50/properties.h"
 #include "topic/share_group.h"
 
 namespace {
 
+using zep::SHARE_GROUP_MAX;
+using zep::TOPIC_MAX;
+
 constexpr int SMALLEST_SUBSCRIBE_BUFFER = 64;
-constexpr size_t LONGEST_FILTER = sizeof mqtt50_subscribe::topic - 1;
-constexpr size_t LONGEST_GROUP = sizeof mqtt50_subscribe::share_group - 1;
 
 // Room for the longest group and filter, so that what is too long is refused and never cut.
-using filter_text = char[sizeof "$share//" + LONGEST_GROUP + LONGEST_FILTER];
+using filter_text = char[sizeof "$share//" + SHARE_GROUP_MAX + TOPIC_MAX];
 
 int32_t check_filter(size_t filter_len) {
-    if (filter_len == 0 || filter_len > LONGEST_FILTER) {
+    if (filter_len == 0 || filter_len > TOPIC_MAX) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 SUB: 订阅过滤器非法，长度=%d",
                   static_cast<int>(filter_len));
         return MQTT_ERR_INVALID_PARAM;
@@ -31,7 +33,7 @@ int32_t check_filter(size_t filter_len) {
 // MQTT 5.0 §4.8.2
 int32_t compose_shared_filter(const mqtt50_subscribe &subscribe, filter_text &filter) {
     const size_t group_len = strnlen(subscribe.share_group, sizeof subscribe.share_group);
-    if (group_len == 0 || group_len > LONGEST_GROUP) {
+    if (group_len == 0 || group_len > SHARE_GROUP_MAX) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 SUB: 共享组名非法，长度=%d",
                   static_cast<int>(group_len));
         return MQTT_ERR_INVALID_PARAM;
@@ -69,6 +71,24 @@ uint8_t subscription_options(const mqtt50_subscribe &subscribe) {
 
 }  // namespace
 
+namespace zep::v50 {
+
+void begin_filters(packet_writer &packet, uint16_t msg_id) {
+    packet.u16(msg_id);
+    write_no_properties(packet);
+}
+
+void write_filter(packet_writer &packet, std::string_view filter) {
+    packet.text(filter);
+}
+
+void write_subscription(packet_writer &packet, std::string_view filter, uint8_t options) {
+    write_filter(packet, filter);
+    packet.u8(options);
+}
+
+}  // namespace zep::v50
+
 int32_t mqtt50_subscribe_encode(const mqtt50_subscribe *subscribe, uint8_t *buffer,
                                 uint32_t *length) {
     if (subscribe == nullptr || buffer == nullptr || length == nullptr) {
@@ -85,19 +105,14 @@ int32_t mqtt50_subscribe_encode(const mqtt50_subscribe *subscribe, uint8_t *buff
     if (status != MQTT_OK) {
         return status;
     }
-    const size_t remaining = 2 + 1 + 2 + platform_strlen(filter) + 1;
-    if (zep::v50::packet_size(remaining) > *length) {
+    zep::packet_writer packet =
+        zep::v50::begin_in_cleared(buffer, *length, zep::first_byte(MQTT_PACKET_SUBSCRIBE, 2));
+    zep::v50::begin_filters(packet, subscribe->msg_id);
+    zep::v50::write_subscription(packet, filter, subscription_options(*subscribe));
+    if (!zep::v50::finish(packet, buffer, length)) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 SUB: 缓冲区过小");
         return MQTT_ERR_BUFFER_FULL;
     }
-    platform_memset_s(buffer, *length, 0, *length);
-    zep::byte_writer packet = zep::v50::begin_packet(
-        buffer, *length, zep::v50::first_byte(MQTT_PACKET_SUBSCRIBE, 2), remaining);
-    packet.u16(subscribe->msg_id);
-    packet.u8(0);  // no properties
-    packet.text(filter);
-    packet.u8(subscription_options(*subscribe));
-    *length = static_cast<uint32_t>(packet.size());
     LOG_INFO(
         "MQTT5.0_PROTOCOL: ✅ MQTT50 "
         "SUB编码完成:总长度=%d,msg_id=%d,最终主题=%s,QoS=%d,共享订阅=%d",

@@ -3,7 +3,8 @@
 #include <zep_mqtt/protocol/v50/unsuback.h>
 
 #include "log/log_lines.h"
-#include "protocol/v50/packet_io.h"
+#include "protocol/v50/encode.h"
+#include "protocol/v50/properties.h"
 
 namespace {
 
@@ -19,12 +20,13 @@ int32_t mqtt50_unsuback_encode(const mqtt50_ack *ack, uint8_t *buffer, uint32_t 
     if (*length < SMALLEST_UNSUBACK_BUFFER) {
         return MQTT_ERR_BUFFER_FULL;
     }
-    zep::byte_writer packet =
-        zep::v50::begin_packet(buffer, *length, zep::v50::first_byte(MQTT_PACKET_UNSUBACK), 4);
+    zep::packet_writer packet(buffer, *length, zep::first_byte(MQTT_PACKET_UNSUBACK));
     packet.u16(ack->msg_id);
-    packet.u8(0);  // no properties
+    zep::v50::write_no_properties(packet);
     packet.u8(ack->reason_code);
-    *length = static_cast<uint32_t>(packet.size());
+    if (!zep::v50::finish(packet, buffer, length)) {
+        return MQTT_ERR_BUFFER_FULL;
+    }
     LOG_INFO("MQTT5.0_PROTOCOL: ✅ MQTT50 UNSUBACK编码完成:msgid=%d,原因码=0x%02X", ack->msg_id,
              ack->reason_code);
     return MQTT_OK;

@@ -10,10 +10,6 @@
 
 namespace {
 
-zep::heap_ptr<char[]> copy_text(const char *text) {
-    return zep::heap_text(reinterpret_cast<const uint8_t *>(text), platform_strlen(text));
-}
-
 bool is_empty(const char *text) {
     return text == nullptr || text[0] == '\0';
 }
@@ -34,8 +30,8 @@ int32_t mqtt50_user_property_set(mqtt50_message *holder, const char *key, const 
                  static_cast<int>(MQTT50_USER_PROPERTIES_MAX));
         return MQTT_ERR_NOT_SUPPORTED;
     }
-    zep::heap_ptr<char[]> key_copy = copy_text(key);
-    zep::heap_ptr<char[]> value_copy = copy_text(value);
+    zep::heap_ptr<char[]> key_copy = zep::heap_text(key);
+    zep::heap_ptr<char[]> value_copy = zep::heap_text(value);
     if (key_copy == nullptr || value_copy == nullptr) {
         return MQTT_ERR_NO_MEMORY;
     }

@@ -73,7 +73,8 @@ ZEP_MQTT_API int32_t mqtt50_connack_decode(const uint8_t *data, uint32_t length,
  * @retval -101  (MQTT_ERR_INVALID_PARAM) a pointer is null or the buffer has 5 bytes or fewer
  * @retval -114  (MQTT_ERR_BUFFER_FULL) this packet needs a larger buffer
  *
- * A failure writes nothing. Threads: any, one per buffer.
+ * A refused argument writes nothing; a packet that does not fit leaves the buffer cleared. Threads:
+ * any, one per buffer.
  */
 ZEP_MQTT_API int32_t mqtt50_connack_encode(uint8_t session_present, uint8_t reason_code,
                                            uint32_t session_expiry, uint32_t max_packet_size,

@@ -44,7 +44,8 @@ typedef struct mqtt50_connect {
  * @retval -114  (MQTT_ERR_BUFFER_FULL) this packet needs a larger buffer
  * @retval -119  (MQTT_ERR_CLIENT_ID_INVALID) the client identifier is empty or too long
  *
- * A failure writes nothing. Threads: any, one per buffer.
+ * A refused argument writes nothing; a packet that does not fit leaves the buffer cleared. Threads:
+ * any, one per buffer.
  */
 ZEP_MQTT_API int32_t mqtt50_conn_encode(const mqtt50_connect *connect, uint8_t *buffer,
                                         uint32_t *length);

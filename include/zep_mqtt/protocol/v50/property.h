@@ -3,7 +3,9 @@
  * The MQTT 5.0 properties that the library writes and reads (MQTT 5.0 §2.2.2).
  *
  * SUBSCRIBE, UNSUBSCRIBE, SUBACK, UNSUBACK, PUBACK, PUBREC, PUBREL and PUBCOMP are written without
- * properties. Identifiers that are not listed here are skipped on reception.
+ * properties, and those that they bring are not read. In a CONNACK, identifiers below 0x80 that are
+ * not listed here are passed over. In a PUBLISH, the first identifier other than the Message Expiry
+ * Interval ends the reading of its properties.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V50_PROPERTY_H
 #define ZEP_MQTT_PROTOCOL_V50_PROPERTY_H

@@ -36,7 +36,8 @@ typedef struct mqtt50_subscribe {
  *               filter, group or the filter made of both empty or too long
  * @retval -114  (MQTT_ERR_BUFFER_FULL) this packet needs a larger buffer
  *
- * A failure writes nothing. Threads: any, one per buffer.
+ * A refused argument writes nothing; a packet that does not fit leaves the buffer cleared. Threads:
+ * any, one per buffer.
  */
 ZEP_MQTT_API int32_t mqtt50_subscribe_encode(const mqtt50_subscribe *subscribe, uint8_t *buffer,
                                              uint32_t *length);
