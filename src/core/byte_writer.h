@@ -1,5 +1,6 @@
 // Bounded writer. The first write that does not fit makes the writer fail for good and writes
-// nothing, so an encoder lays out its fields and looks at ok() once.
+// nothing, so an encoder lays out its fields and looks at ok() once. Without a buffer it only
+// counts, so that the same code measures and writes.
 #pragma once
 
 #include <cstddef>
@@ -38,7 +39,7 @@ class byte_writer {
             failed_ = true;
             return;
         }
-        if (n != 0) {
+        if (begin_ != nullptr && n != 0) {
             std::memcpy(begin_ + size_, data, n);
         }
         size_ += n;
@@ -66,14 +67,15 @@ class byte_writer {
     void text(std::string_view value) { field(value.data(), value.size()); }
 
     // Moves what was written from `at` on up by n bytes and gives the gap to be filled; null when
-    // there is no room.
+    // there is no room, or no buffer.
     uint8_t *insert(size_t at, size_t n) {
-        if (failed_ || n > capacity_ - size_) {
-            failed_ = true;
+        gap(n);
+        if (failed_ || begin_ == nullptr) {
             return nullptr;
         }
-        std::memmove(begin_ + at + n, begin_ + at, size_ - at);
-        size_ += n;
+        if (n != 0) {
+            std::memmove(begin_ + at + n, begin_ + at, size_ - n - at);
+        }
         return begin_ + at;
     }
 

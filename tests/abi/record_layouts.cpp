@@ -102,7 +102,7 @@ RECORD(zep_mqtt_sdk_msg, SDK_MSG, 32)
 #define SDK_CLIENT(F) \
     F(function, app_msg_cb) F(function, app_resp_cb) F(pointer, core) F(u8, connected) \
     F(zep_mqtt_sdk_config, cfg)
-RECORD(zep_mqtt_sdk_client, SDK_CLIENT, 168)
+RECORD_WITH_TAIL(zep_mqtt_sdk_client, SDK_CLIENT)
 
 #define BROKER_RESP(F) F(u8, success) F(u32, resp_type) F(i32, result) F(u16, pkt_id)
 RECORD(mqtt_broker_resp, BROKER_RESP, 16)

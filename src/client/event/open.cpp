@@ -135,17 +135,32 @@ bool choose_limits(const zep_mqtt_sdk_options &options, limits &chosen) {
     return chosen.unacknowledged <= PUBLISH_ID_LAST || refuse("max_unacknowledged above 128");
 }
 
-outbound_connect connect_of(const zep_mqtt_sdk_config &config, const zep_mqtt_sdk_options &options,
-                            uint32_t packet_in) {
-    outbound_connect connect = {};
-    connect.version =
-        config.mqtt_ver == ZEP_MQTT_SDK_VERSION_50 ? MQTT_VERSION_50 : MQTT_VERSION_311;
-    connect.config = &config;
-    connect.session_expiry_s = config.session_expiry_interval;
-    if (options.resume_session != 0 && connect.session_expiry_s == 0) {
-        connect.session_expiry_s = RESUMED_SESSION_EXPIRY_S;
+std::string_view text_or_empty(const char *text) {
+    return text == nullptr ? std::string_view() : std::string_view(text);
+}
+
+// CONNECT with its clean flag clear; each attempt sets it as it needs to.
+connect_view connect_of(const zep_mqtt_sdk_config &config, const zep_mqtt_sdk_options &options,
+                        uint32_t packet_in) {
+    connect_view connect;
+    connect.client_id = config.client_id;
+    connect.keep_alive = static_cast<uint16_t>(config.keep_alive);
+    connect.has_will = config.will_flag != 0;
+    if (connect.has_will) {
+        connect.will_qos = static_cast<uint8_t>(config.will_qos);
+        connect.will_retain = config.will_retain != 0;
+        connect.will_topic = config.will_topic;
+        connect.will_payload = {config.will_payload, config.will_payload_len};
     }
-    connect.max_packet_in = packet_in;
+    connect.has_username = config.username != nullptr;
+    connect.username = text_or_empty(config.username);
+    connect.has_password = config.password != nullptr;
+    connect.password = bytes_of(connect.has_password ? config.password : "");
+    connect.session_expiry = config.session_expiry_interval;
+    if (options.resume_session != 0 && connect.session_expiry == 0) {
+        connect.session_expiry = RESUMED_SESSION_EXPIRY_S;
+    }
+    connect.max_packet_size = packet_in;
     return connect;
 }
 
@@ -208,16 +223,13 @@ void take_cipher(event_client &client, const zep_mqtt_sdk_config &config) {
     client.cipher_on = true;
 }
 
-void take_connect(event_client &client, const outbound_connect &connect) {
-    write_packet(connect, client.connect_packet, client.connect_length);
-    byte_counter body;
-    connect.lay_out(body);
-    const uint32_t header = client.connect_length - static_cast<uint32_t>(body.size());
-    client.connect_flags_at = header + outbound_connect::FLAGS_AFTER_HEADER;
-    client.version = connect.version;
-    client.asked_session_expiry_s = connect.session_expiry_s;
-    client.asked_keep_alive_s = static_cast<uint16_t>(connect.config->keep_alive);
-    client.clean_start = connect.config->clean_start != 0;
+void take_connect(event_client &client, const zep_mqtt_sdk_config &config,
+                  const connect_view &connect) {
+    write_connect(client.version, connect, client.connect_packet, client.connect_length);
+    client.connect_flags_at = connect_flags_at(client.connect_length);
+    client.asked_session_expiry_s = connect.session_expiry;
+    client.asked_keep_alive_s = connect.keep_alive;
+    client.clean_start = config.clean_start != 0;
 }
 
 }  // namespace
@@ -228,9 +240,11 @@ event_client *open_client(const zep_mqtt_sdk_config &config, const zep_mqtt_sdk_
         !choose_limits(options, chosen)) {
         return nullptr;
     }
-    const outbound_connect connect = connect_of(config, options, chosen.packet_in);
-    const uint32_t length = packet_length(connect);
-    if (length > chosen.packet_out) {
+    const uint32_t version =
+        config.mqtt_ver == ZEP_MQTT_SDK_VERSION_50 ? MQTT_VERSION_50 : MQTT_VERSION_311;
+    const connect_view connect = connect_of(config, options, chosen.packet_in);
+    const uint32_t length = connect_length(version, connect);
+    if (length == 0 || length > chosen.packet_out) {
         refuse("CONNECT is longer than max_packet_out");
         return nullptr;
     }
@@ -239,13 +253,14 @@ event_client *open_client(const zep_mqtt_sdk_config &config, const zep_mqtt_sdk_
         refuse("out of memory");
         return nullptr;
     }
+    client->version = version;
     client->max_packet_in = chosen.packet_in;
     client->max_packet_out = chosen.packet_out;
     client->max_unacknowledged = chosen.unacknowledged;
     take_addresses(*client, config, options);
     take_options(*client, options);
     take_cipher(*client, config);
-    take_connect(*client, connect);
+    take_connect(*client, config, connect);
     return client;
 }
 

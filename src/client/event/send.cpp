@@ -39,27 +39,30 @@ bool encrypts(const event_client &client, const zep_mqtt_sdk_msg &msg) {
     return client.cipher_on && msg.payload_len != 0;
 }
 
-outbound_publish publish_of(const event_client &client, const zep_mqtt_sdk_msg &msg) {
-    const bool encrypted = encrypts(client, msg);
-    outbound_publish publish = {};
-    publish.version = client.version;
-    publish.topic = strict::view_of(msg.topic);
-    publish.payload = encrypted ? nullptr : msg.payload;
-    publish.payload_len = msg.payload_len + (encrypted ? CRYPTO_CRC_LEN : 0);
-    publish.qos = msg.qos;
+// What the cipher adds.
+uint32_t added_bytes(const event_client &client, const zep_mqtt_sdk_msg &msg) {
+    return encrypts(client, msg) ? CRYPTO_CRC_LEN : 0;
+}
+
+publish_view view_of(const event_client &client, const zep_mqtt_sdk_msg &msg) {
+    publish_view publish;
+    publish.topic = msg.topic;
+    publish.payload = {msg.payload, msg.payload_len};
+    publish.qos = static_cast<uint8_t>(msg.qos);
     publish.retain = msg.retain != 0;
-    publish.expiry_s = client.version == MQTT_VERSION_50 ? msg.ttl : 0;
+    publish.message_expiry = client.version == MQTT_VERSION_50 ? msg.ttl : 0;
     return publish;
 }
 
-// The payload is the last thing in its packet, and is encrypted into its place there.
+// The payload is the last thing in its packet, and is encrypted where it stands.
 void write_message(const event_client &client, const zep_mqtt_sdk_msg &msg,
-                   const outbound_publish &publish, uint8_t *packet, uint32_t length) {
-    write_packet(publish, packet, length);
-    if (encrypts(client, msg)) {
-        uint32_t size = publish.payload_len;
-        (void)crypto_encrypt(&client.cipher, msg.payload, msg.payload_len, packet + length - size,
-                             &size);
+                   const publish_view &publish, uint8_t *packet, uint32_t length) {
+    const uint32_t more = added_bytes(client, msg);
+    write_publish(client.version, publish, more, packet, length);
+    if (more != 0) {
+        uint32_t size = msg.payload_len + more;
+        uint8_t *payload = packet + length - size;
+        (void)crypto_encrypt(&client.cipher, payload, msg.payload_len, payload, &size);
     }
 }
 
@@ -80,8 +83,8 @@ int32_t make_room(event_client &client, uint32_t length) {
                                        : refuse_for_now(client, ZEP_MQTT_SDK_ERR_BUSY);
 }
 
-int32_t accept_qos0(event_client &client, const zep_mqtt_sdk_msg &msg,
-                    const outbound_publish &publish, uint32_t length, uint64_t *token) {
+int32_t accept_qos0(event_client &client, const zep_mqtt_sdk_msg &msg, const publish_view &publish,
+                    uint32_t length, uint64_t *token) {
     const int32_t room = make_room(client, length);
     if (room != ZEP_MQTT_SDK_OK) {
         return room;
@@ -97,7 +100,7 @@ bool leaves_at_once(const event_client &client, uint32_t qos) {
     return client.is_up() && client.exchanges.unsent() == nullptr && window_is_open(client, qos);
 }
 
-int32_t accept_tracked(event_client &client, const zep_mqtt_sdk_msg &msg, outbound_publish &publish,
+int32_t accept_tracked(event_client &client, const zep_mqtt_sdk_msg &msg, publish_view &publish,
                        uint32_t length, uint64_t *token) {
     if (client.exchanges.publishes() >= client.max_unacknowledged) {
         return refuse_for_now(client, ZEP_MQTT_SDK_ERR_CACHE);
@@ -115,14 +118,16 @@ int32_t accept_tracked(event_client &client, const zep_mqtt_sdk_msg &msg, outbou
                    ? refuse_for_now(client, ZEP_MQTT_SDK_ERR_PACKET_ID)
                    : ZEP_MQTT_SDK_ERR_NO_MEMORY;
     }
-    publish.id = entry->id;
+    publish.msg_id = entry->id;
     write_message(client, msg, publish, entry->packet(), length);
     entry->qos = static_cast<uint8_t>(msg.qos);
     entry->token = *token = next_token(client);
     if (msg.ttl != 0) {
         entry->expires_ms = platform_get_tick_ms() + uint64_t{msg.ttl} * 1000;
         client.next_expiry_ms = std::min(client.next_expiry_ms, entry->expires_ms);
-        entry->expiry_at = publish.expiry_s != 0 ? length - publish.payload_len - EXPIRY_SIZE : 0;
+        entry->expiry_at = publish.message_expiry != 0
+                               ? length - added_bytes(client, msg) - msg.payload_len - EXPIRY_SIZE
+                               : 0;
     }
     put_unsent(client);
     return ZEP_MQTT_SDK_OK;
@@ -133,8 +138,8 @@ int32_t accept_message(event_client &client, const zep_mqtt_sdk_msg &msg, uint64
     if (status != ZEP_MQTT_SDK_OK) {
         return status;
     }
-    outbound_publish publish = publish_of(client, msg);
-    const uint32_t length = packet_length(publish);
+    publish_view publish = view_of(client, msg);
+    const uint32_t length = publish_length(client.version, publish, added_bytes(client, msg));
     const int32_t fits = check_length(client, length);
     if (fits != ZEP_MQTT_SDK_OK) {
         return fits;

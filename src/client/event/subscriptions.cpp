@@ -34,8 +34,7 @@ void keep_filter(event_client &client, const char *text, uint8_t qos) {
         known->qos = qos;
         return;
     }
-    const size_t length = std::strlen(text);
-    heap_ptr<char[]> copy = heap_text(reinterpret_cast<const uint8_t *>(text), length);
+    heap_ptr<char[]> copy = heap_text(text);
     if (copy == nullptr || client.filter_count == KEPT_FILTERS_MAX) {
         event_log(client, AGENT_LOG_ERROR, "no memory to keep the filter %s for a new session",
                   text);
@@ -69,16 +68,16 @@ int32_t check_request(const event_client &client, uint8_t type, const char *filt
 }
 
 // Lays the request out as an exchange, with its filter as a text behind the packet.
-exchange *add_request(event_client &client, outbound_request &request, uint32_t length,
+exchange *add_request(event_client &client, request_view &request, uint32_t length,
                       in_flight::refusal &refusal) {
-    const uint32_t text_size = static_cast<uint32_t>(request.filter.size) + 1;
+    const uint32_t text_size = static_cast<uint32_t>(request.filter.size()) + 1;
     exchange *entry = client.exchanges.add(request.type, length, text_size, refusal);
     if (entry != nullptr) {
         request.id = entry->id;
         entry->qos = request.qos;
-        write_packet(request, entry->packet(), length);
-        std::memcpy(entry->packet() + length, request.filter.data, request.filter.size);
-        entry->packet()[length + request.filter.size] = '\0';
+        write_request(client.version, request, entry->packet(), length);
+        std::memcpy(entry->packet() + length, request.filter.data(), request.filter.size());
+        entry->packet()[length + request.filter.size()] = '\0';
     }
     return entry;
 }
@@ -91,9 +90,8 @@ int32_t request_subscription(event_client &client, uint8_t type, const char *fil
     if (status != ZEP_MQTT_SDK_OK) {
         return status;
     }
-    outbound_request request = {client.version, type, strict::view_of(filter),
-                                static_cast<uint8_t>(qos), 0};
-    const uint32_t length = packet_length(request);
+    request_view request = {type, filter, static_cast<uint8_t>(qos), 0};
+    const uint32_t length = request_length(client.version, request);
     if (length > client.max_packet_out || (client.is_up() && length > client.maximum_packet_size)) {
         return ZEP_MQTT_SDK_ERR_PACKET;
     }
@@ -129,10 +127,10 @@ int32_t request_subscription(event_client &client, uint8_t type, const char *fil
 void subscribe_again(event_client &client) {
     for (uint32_t i = 0; i < client.filter_count; ++i) {
         const kept_filter &filter = client.filters[i];
-        outbound_request request = {client.version, MQTT_PACKET_SUBSCRIBE,
-                                    strict::view_of(filter.text), filter.qos, 0};
+        request_view request = {MQTT_PACKET_SUBSCRIBE, filter.text, filter.qos, 0};
         in_flight::refusal refusal;
-        if (add_request(client, request, packet_length(request), refusal) == nullptr) {
+        if (add_request(client, request, request_length(client.version, request), refusal) ==
+            nullptr) {
             event_log(client, AGENT_LOG_ERROR, "cannot subscribe again to %s", filter.text);
         }
     }

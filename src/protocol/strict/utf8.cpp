@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "core/byte_reader.h"
+#include "topic/wildcards.h"
 
 namespace zep::strict {
 
@@ -99,18 +100,7 @@ bool is_topic_filter(text_view text, bool shared) {
             return false;
         }
     }
-    for (size_t at = 0; at < filter.size(); ++at) {
-        if (filter[at] != '+' && filter[at] != '#') {
-            continue;
-        }
-        const bool starts = at == 0 || filter[at - 1] == '/';
-        const bool last = at + 1 == filter.size();
-        const bool ends = last || (filter[at] == '+' && filter[at + 1] == '/');
-        if (!starts || !ends) {
-            return false;
-        }
-    }
-    return true;
+    return find_wildcard_fault(filter) == wildcard_fault::none;
 }
 
 }  // namespace zep::strict
