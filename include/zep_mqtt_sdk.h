@@ -11,6 +11,12 @@
  * destroyed by different threads at the same time. A publish, subscribe, unsubscribe or loop call
  * that overlaps with another one on the same handle is refused, which includes calls made from
  * inside its callbacks.
+ *
+ * The public interface is this header with those that it includes from zep_mqtt/: the broker's
+ * answers (client/response.h), the log (log/log.h), the version (version.h) and the linkage
+ * (export.h). All other headers there declare the floors below (client core, QoS engine, codecs,
+ * network, platform), which the library exports as well, for who tests, measures or extends a
+ * system with them. Most applications have no need of them.
  */
 #ifndef ZEP_MQTT_SDK_H
 #define ZEP_MQTT_SDK_H
@@ -20,6 +26,7 @@
 #include "zep_mqtt/client/response.h"
 #include "zep_mqtt/export.h"
 #include "zep_mqtt/log/log.h"
+#include "zep_mqtt/version.h"
 
 ZEP_MQTT_BEGIN_DECLS
 
@@ -135,6 +142,14 @@ typedef mqtt_broker_resp_cb zep_mqtt_sdk_resp_cb;
 extern ZEP_MQTT_API uint8_t g_mqtt_sdk_global_inited;
 /** 1 once the banner has been written. */
 extern ZEP_MQTT_API uint8_t g_banner_printed;
+
+/**
+ * The version of the library that the program runs with, which may be a later one than that of the
+ * header it was compiled with. Any thread, at any time.
+ *
+ * @return a text such as "3.1.0"; the library's, never null
+ */
+ZEP_MQTT_API const char *zep_mqtt_sdk_version(void);
 
 /** Marks the library as initialised; not required by the other functions. @return 0 */
 ZEP_MQTT_API int32_t zep_mqtt_sdk_global_init(void);

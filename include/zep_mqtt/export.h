@@ -4,6 +4,8 @@
  *
  * The library is compiled with hidden visibility: only what carries ZEP_MQTT_API, and stands in
  * src/zep_mqtt_sdk.exports, can be linked against.
+ *
+ * Part of the public interface; zep_mqtt_sdk.h includes it.
  */
 #ifndef ZEP_MQTT_EXPORT_H
 #define ZEP_MQTT_EXPORT_H

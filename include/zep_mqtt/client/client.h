@@ -5,6 +5,8 @@
  * Threads: a client belongs to one thread at a time; different clients are independent. The busy
  * flag refuses a publish, subscribe, unsubscribe or loop call that overlaps with another one on the
  * same client. Create, connect, disconnect, destroy and the state read-out are not guarded.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_CLIENT_CLIENT_H
 #define ZEP_MQTT_CLIENT_CLIENT_H

@@ -2,6 +2,8 @@
  * @file
  * What stands behind the public handle, for integrators who combine it with the core operations
  * (connection information, the switch to 3.1.1). Applications have no need of it.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_CLIENT_HANDLE_H
 #define ZEP_MQTT_CLIENT_HANDLE_H

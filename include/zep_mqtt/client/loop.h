@@ -1,6 +1,8 @@
 /**
  * @file
  * The client's loop: every time-driven part of a client happens in it.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_CLIENT_LOOP_H
 #define ZEP_MQTT_CLIENT_LOOP_H

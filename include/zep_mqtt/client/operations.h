@@ -6,6 +6,8 @@
  * Publish, subscribe and unsubscribe need a connected client and hold the client's busy flag while
  * they run: they are refused with -8 (MQTT_ERR_BUSY) while another of them or the loop runs, which
  * includes calls from inside a callback.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_CLIENT_OPERATIONS_H
 #define ZEP_MQTT_CLIENT_OPERATIONS_H

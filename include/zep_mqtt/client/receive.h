@@ -4,6 +4,8 @@
  * reporting a broker's answer, taking and returning packet identifiers, completing publishes.
  *
  * Threads: those of the client (client.h). Callbacks run inside mqtt_client_recv_packet_proc().
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_CLIENT_RECEIVE_H
 #define ZEP_MQTT_CLIENT_RECEIVE_H

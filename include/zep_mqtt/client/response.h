@@ -1,6 +1,8 @@
 /**
  * @file
  * What a client reports about the broker's answers and about its link.
+ *
+ * Part of the public interface; zep_mqtt_sdk.h includes it.
  */
 #ifndef ZEP_MQTT_CLIENT_RESPONSE_H
 #define ZEP_MQTT_CLIENT_RESPONSE_H

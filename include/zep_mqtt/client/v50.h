@@ -5,6 +5,8 @@
  *
  * Threads: those of the client (client.h). Publish, subscribe and unsubscribe hold the busy flag
  * and are refused with -116 (MQTT_ERR_INTERNAL) while another guarded operation runs.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_CLIENT_V50_H
 #define ZEP_MQTT_CLIENT_V50_H

@@ -1,6 +1,8 @@
 /**
  * @file
  * The application message that every layer of a 3.1.1 connection passes on.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_CORE_MESSAGE_H
 #define ZEP_MQTT_CORE_MESSAGE_H

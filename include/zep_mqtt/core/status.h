@@ -5,6 +5,8 @@
  * 0 is success, every failure is negative. The network layers have codes of their own
  * (zep_mqtt/net/net_status.h) and the public interface another small set (zep_mqtt_sdk.h); the
  * three sets are never mixed.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_CORE_STATUS_H
 #define ZEP_MQTT_CORE_STATUS_H

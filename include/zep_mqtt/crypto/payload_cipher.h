@@ -9,6 +9,8 @@
  * ciphertext, low byte first. Without the CRC, or with no cipher, nothing is added.
  *
  * Threads: one per context; different contexts are independent. Nothing here allocates or logs.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_CRYPTO_PAYLOAD_CIPHER_H
 #define ZEP_MQTT_CRYPTO_PAYLOAD_CIPHER_H

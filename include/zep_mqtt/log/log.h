@@ -7,6 +7,8 @@
  *
  * Threads: every function may be called from any thread. Lines of different threads never mix, and
  * the file's size check, rebuild and write are one step.
+ *
+ * Part of the public interface; zep_mqtt_sdk.h includes it.
  */
 #ifndef ZEP_MQTT_LOG_LOG_H
 #define ZEP_MQTT_LOG_LOG_H

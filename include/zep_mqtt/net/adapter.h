@@ -10,6 +10,8 @@
  * Threads: different instances may be opened, used and closed by different threads at the same
  * time. One instance belongs to one thread at a time. The adapter takes no lock to send or
  * receive; a UDP receive takes that of the queue.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_NET_ADAPTER_H
 #define ZEP_MQTT_NET_ADAPTER_H

@@ -4,6 +4,8 @@
  * NET_ERR_NOT_IMPLEMENTED. It exists only when the application calls net_es_init().
  *
  * Threads: as for net_interface_register().
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_NET_ES_H
 #define ZEP_MQTT_NET_ES_H

@@ -6,6 +6,8 @@
  * Threads: eth_socket_set_init(), net_eth_win_init() and eth_destroy() are called by one thread
  * before or after all traffic, eth_destroy() never by the receive thread. Everything else may be
  * called from any thread.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_NET_ETH_H
 #define ZEP_MQTT_NET_ETH_H

@@ -5,6 +5,8 @@
  *
  * Threads: init, deinit, register and set-current-type are called by one thread before or after
  * all traffic. The socket operations may be called from any thread, one thread per socket.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_NET_INTERFACE_H
 #define ZEP_MQTT_NET_INTERFACE_H

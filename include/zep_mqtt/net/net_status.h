@@ -1,6 +1,8 @@
 /**
  * @file
  * Status codes of the network layers. They are never mixed with those of core/status.h.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_NET_NET_STATUS_H
 #define ZEP_MQTT_NET_NET_STATUS_H

@@ -7,6 +7,8 @@
  * Threads: any number of producers and consumers. Neither function may run while
  * net_interface_init() or net_interface_deinit() does; net_interface_final_destroy() may be called
  * at any time.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_NET_RECV_QUEUE_H
 #define ZEP_MQTT_NET_RECV_QUEUE_H

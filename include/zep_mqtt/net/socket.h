@@ -11,6 +11,8 @@
  *
  * Threads: any. One socket may be sent on by one thread and read by another at the same time.
  * Closing belongs to the socket's owner, when no other thread uses the socket any more.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_NET_SOCKET_H
 #define ZEP_MQTT_NET_SOCKET_H

@@ -3,6 +3,8 @@
  * Conversion between the host's byte order and big-endian, the order of the network.
  *
  * Threads: any.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PLATFORM_BYTE_ORDER_H
 #define ZEP_MQTT_PLATFORM_BYTE_ORDER_H

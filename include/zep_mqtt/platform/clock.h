@@ -3,6 +3,8 @@
  * Clocks and sleeping. None of these operations fails or writes to the log.
  *
  * Threads: any.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PLATFORM_CLOCK_H
 #define ZEP_MQTT_PLATFORM_CLOCK_H

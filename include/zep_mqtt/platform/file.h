@@ -3,6 +3,8 @@
  * Queries about files and about the running program.
  *
  * Threads: any.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PLATFORM_FILE_H
 #define ZEP_MQTT_PLATFORM_FILE_H

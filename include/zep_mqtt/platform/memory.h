@@ -6,6 +6,8 @@
  * the entries of the receive queue come straight from the C library.
  *
  * Threads: any.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PLATFORM_MEMORY_H
 #define ZEP_MQTT_PLATFORM_MEMORY_H

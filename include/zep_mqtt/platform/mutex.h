@@ -6,6 +6,8 @@
  * platform_free()) and do nothing else with it.
  *
  * Threads: any; platform_mutex_destroy() when no other thread uses the handle any more.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PLATFORM_MUTEX_H
 #define ZEP_MQTT_PLATFORM_MUTEX_H

@@ -3,6 +3,8 @@
  * Random bytes. Lengths are in bytes.
  *
  * Threads: any.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PLATFORM_RANDOM_H
 #define ZEP_MQTT_PLATFORM_RANDOM_H

@@ -3,6 +3,8 @@
  * Counting semaphores. A handle is owned by the caller from create to destroy.
  *
  * Threads: any; platform_sem_destroy_win32() when no other thread uses the handle any more.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PLATFORM_SEMAPHORE_H
 #define ZEP_MQTT_PLATFORM_SEMAPHORE_H

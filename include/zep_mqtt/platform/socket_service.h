@@ -5,6 +5,8 @@
  * POSIX systems have no such service: start and stop succeed and do nothing.
  *
  * Threads: any.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PLATFORM_SOCKET_SERVICE_H
 #define ZEP_MQTT_PLATFORM_SOCKET_SERVICE_H

@@ -4,6 +4,8 @@
  * size of a destination includes its terminator, and no operation writes past it.
  *
  * Threads: any.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PLATFORM_TEXT_H
 #define ZEP_MQTT_PLATFORM_TEXT_H

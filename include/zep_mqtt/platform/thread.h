@@ -4,6 +4,8 @@
  * releases it.
  *
  * Threads: any, but one at a time per handle.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PLATFORM_THREAD_H
 #define ZEP_MQTT_PLATFORM_THREAD_H

@@ -15,6 +15,8 @@
  * never followed. After destroy the pointer must not be used.
  *
  * Threads: any, for as long as the timer is not destroyed.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PLATFORM_TIMER_H
 #define ZEP_MQTT_PLATFORM_TIMER_H

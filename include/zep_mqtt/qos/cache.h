@@ -7,6 +7,8 @@
  * which goes back with the last entry that holds it. Connection loss does not touch the caches.
  *
  * Threads: the one that drives the session's client.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_QOS_CACHE_H
 #define ZEP_MQTT_QOS_CACHE_H

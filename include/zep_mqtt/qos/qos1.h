@@ -4,6 +4,8 @@
  * what was not acknowledged.
  *
  * Threads: the one that drives the session's client.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_QOS_QOS1_H
 #define ZEP_MQTT_QOS_QOS1_H

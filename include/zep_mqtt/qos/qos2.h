@@ -5,6 +5,8 @@
  * Each of the two steps has its own three retransmissions.
  *
  * Threads: the one that drives the session's client.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_QOS_QOS2_H
 #define ZEP_MQTT_QOS_QOS2_H

@@ -8,6 +8,8 @@
  *
  * Threads: every operation may be called from any thread. Those that read or change a store take
  * its lock once; mqtt_topic_list_init() makes the lock and comes before them.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_TOPIC_SUBSCRIPTION_STORE_H
 #define ZEP_MQTT_TOPIC_SUBSCRIPTION_STORE_H

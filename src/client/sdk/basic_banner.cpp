@@ -11,7 +11,7 @@ void zep::sdk_print_banner_once() {
     constexpr const char *RULE = "========================================================";
     LOG_WARN("%s", RULE);
     LOG_WARN("  MQTT Client SDK");
-    LOG_WARN("  Version: 3.1.0 ");
+    LOG_WARN("  Version: " ZEP_MQTT_SDK_VERSION " ");
     LOG_WARN("  MQTT 3.1.1 and 5.0, no protocol thread");
     LOG_WARN("  Drive every client by calling its loop");
     LOG_WARN("%s", RULE);

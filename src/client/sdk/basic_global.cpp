@@ -7,6 +7,10 @@
 
 uint8_t g_mqtt_sdk_global_inited;
 
+const char *zep_mqtt_sdk_version(void) {
+    return ZEP_MQTT_SDK_VERSION;
+}
+
 int32_t zep_mqtt_sdk_global_init(void) {
     if (zep::shared_claim(g_mqtt_sdk_global_inited)) {
         LOG_INFO("MQTT_SDK: global init success");

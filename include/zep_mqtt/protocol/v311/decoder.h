@@ -3,6 +3,8 @@
  * The MQTT 3.1.1 packet decoder: from the bytes of one control packet to a record.
  *
  * Threads: any, one per buffer and record. Nothing here logs.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V311_DECODER_H
 #define ZEP_MQTT_PROTOCOL_V311_DECODER_H

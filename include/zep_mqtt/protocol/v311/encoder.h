@@ -3,6 +3,8 @@
  * The MQTT 3.1.1 packet encoder: from a record to the bytes of one control packet.
  *
  * Threads: any, one per record and buffer.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V311_ENCODER_H
 #define ZEP_MQTT_PROTOCOL_V311_ENCODER_H

@@ -1,6 +1,8 @@
 /**
  * @file
  * The record of one MQTT 3.1.1 control packet: input of the encoder, output of the decoder.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V311_PACKET_H
 #define ZEP_MQTT_PROTOCOL_V311_PACKET_H

@@ -7,6 +7,8 @@
  * empty pool the next free one after the last one taken is found by a scan.
  *
  * Threads: the one that drives the session's client.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V311_PACKET_ID_H
 #define ZEP_MQTT_PROTOCOL_V311_PACKET_ID_H

@@ -5,6 +5,8 @@
  * The record is embedded in the client record, so it has no private fields. It is used by one
  * thread at a time, the one that drives the client. It outlives connections: a reconnect keeps
  * caches and packet identifiers.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V311_SESSION_H
 #define ZEP_MQTT_PROTOCOL_V311_SESSION_H

@@ -3,6 +3,8 @@
  * Checks of topics and payloads before they reach the wire. Every refusal is logged at ERROR.
  *
  * Threads: any.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V311_VALIDATE_H
 #define ZEP_MQTT_PROTOCOL_V311_VALIDATE_H

@@ -7,6 +7,8 @@
  * applications that build a CONNECT from a session of their own.
  *
  * Threads: the one that drives the session's client.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V311_WILL_H
 #define ZEP_MQTT_PROTOCOL_V311_WILL_H

@@ -3,6 +3,8 @@
  * Wire primitives that the codecs of both protocol versions share.
  *
  * Threads: any; no function here keeps state, allocates or logs.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V311_WIRE_H
 #define ZEP_MQTT_PROTOCOL_V311_WIRE_H

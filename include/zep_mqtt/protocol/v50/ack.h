@@ -2,6 +2,8 @@
  * @file
  * The MQTT 5.0 packets PUBACK, PUBREC, PUBREL and PUBCOMP (MQTT 5.0 §3.4 to §3.7). Their types are
  * those of zep_mqtt/protocol/v311/packet.h.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V50_ACK_H
 #define ZEP_MQTT_PROTOCOL_V50_ACK_H

@@ -1,6 +1,8 @@
 /**
  * @file
  * The application message of a 5.0 connection and its expiry.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V50_MESSAGE_H
 #define ZEP_MQTT_PROTOCOL_V50_MESSAGE_H

@@ -6,6 +6,8 @@
  * properties, and those that they bring are not read. In a CONNACK, identifiers below 0x80 that are
  * not listed here are passed over. In a PUBLISH, the first identifier other than the Message Expiry
  * Interval ends the reading of its properties.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V50_PROPERTY_H
 #define ZEP_MQTT_PROTOCOL_V50_PROPERTY_H

@@ -4,6 +4,8 @@
  * property.
  *
  * Neither function allocates memory.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V50_PUBLISH_H
 #define ZEP_MQTT_PROTOCOL_V50_PUBLISH_H

@@ -1,6 +1,8 @@
 /**
  * @file
  * The MQTT 5.0 SUBSCRIBE packet (MQTT 5.0 §3.8), with one filter.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V50_SUBSCRIBE_H
 #define ZEP_MQTT_PROTOCOL_V50_SUBSCRIBE_H

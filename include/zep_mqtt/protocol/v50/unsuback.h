@@ -1,6 +1,8 @@
 /**
  * @file
  * The MQTT 5.0 UNSUBACK packet (MQTT 5.0 §3.11).
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V50_UNSUBACK_H
 #define ZEP_MQTT_PROTOCOL_V50_UNSUBACK_H

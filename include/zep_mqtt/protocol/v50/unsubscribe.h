@@ -1,6 +1,8 @@
 /**
  * @file
  * The MQTT 5.0 UNSUBSCRIBE packet (MQTT 5.0 §3.10), with one filter.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V50_UNSUBSCRIBE_H
 #define ZEP_MQTT_PROTOCOL_V50_UNSUBSCRIBE_H

@@ -3,6 +3,8 @@
  * The user properties of a 5.0 message: a short list of key and value pairs.
  *
  * Threads: one per message.
+ *
+ * An exported floor below the public interface, which is zep_mqtt_sdk.h.
  */
 #ifndef ZEP_MQTT_PROTOCOL_V50_USER_PROPERTY_H
 #define ZEP_MQTT_PROTOCOL_V50_USER_PROPERTY_H
