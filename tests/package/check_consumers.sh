@@ -4,6 +4,7 @@
 #   check_consumers.sh installed <build folder>  installed from there, moved, and uninstalled
 #   check_consumers.sh source                    from the sources, the README's way of installing too
 #   check_consumers.sh system                    as it is installed in the system
+#   check_consumers.sh zip <file> <toolchain>    as it is unpacked for Windows, under wine
 set -eu
 root=$(cd "$(dirname "$0")/../.." && pwd)
 top=$(mktemp -d)
@@ -12,6 +13,8 @@ work="$top/a folder"
 mkdir "$work"
 : "${COMPILERS:=gcc clang}" "${CMAKE_GENERATOR:=Ninja}"
 export CMAKE_GENERATOR
+
+expected=$(sed -n 's/^## //p' "$root/CHANGELOG.md" | head -1)
 
 fail() { echo "$*"; exit 1; }
 quietly() { "$@" >"$top/log" 2>&1 || { cat "$top/log"; fail "failed: $*"; }; }
@@ -25,11 +28,13 @@ block() {
 # check <program> <shared|static>: it runs, and needs the shared library or not. A C program needs
 # nothing of C++.
 check() {
-    version=$("$1") || fail "$1 fails"
-    needed=$(LC_ALL=C readelf -dW "$1" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | tr '\n' ' ')
+    ${wine:-} "$1" >"$top/says" || fail "$1 fails"
+    version=$(tr -d '\r' <"$top/says")
+    needed=$(LC_ALL=C objdump -p "$1" | sed -n -e 's/^ *NEEDED *//p' -e 's/.*DLL Name: //p' | tr '\n' ' ')
     echo "$1: $version, needs $needed"
+    [ "$version" = "$expected" ] || fail "that is not version $expected"
     case $2:$needed in
-        shared:*"libzep_mqtt_sdk.so.${version%%.*} "*) ;;
+        shared:*"libzep_mqtt_sdk.so.${version%%.*} "* | shared:*zep_mqtt_sdk.dll*) ;;
         shared:* | static:*zep_mqtt*) fail "that is not a program with the $2 library" ;;
     esac
     case $lang:$needed in c:*stdc++*) fail "a C program needs the C++ runtime library" ;; esac
@@ -58,8 +63,8 @@ by_cmake() {
     quietly cmake -S "$dir" -B "$dir/build" -DCMAKE_BUILD_TYPE= "$@"
     if [ -z "${CONFIGURE_ONLY:-}" ]; then
         quietly cmake --build "$dir/build"
-        check "$dir/build/app" shared
-        check "$dir/build/app_static" static
+        check "$dir/build/app${wine:+.exe}" shared
+        check "$dir/build/app_static${wine:+.exe}" static
     fi
 }
 
@@ -92,7 +97,7 @@ by_pkg_config() {
             3) check "$dir/app" shared ;;
         esac
     done
-    [ "$(pkg-config --modversion zep_mqtt_sdk)" = "$version" ] || fail "versions differ"
+    [ "$(pkg-config --modversion zep_mqtt_sdk)" = "$expected" ] || fail "versions differ"
 }
 
 # everywhere <way>...: in both languages, with every compiler
@@ -125,6 +130,11 @@ use_installed_tree() {
 
 find_installed() { by_cmake find_package; }
 
+find_unpacked() {
+    by_cmake find_package "-DCMAKE_TOOLCHAIN_FILE=$toolchain" \
+        "-Dzep_mqtt_sdk_DIR=$(dirname "$(find "$work" -name zep_mqtt_sdk-config.cmake)")"
+}
+
 case $1 in
     installed)
         quietly cmake --install "$2" --prefix "$top/first prefix"
@@ -146,5 +156,13 @@ case $1 in
         everywhere find_installed by_pkg_config by_subdirectory by_fetch_content
         ;;
     system) everywhere find_installed by_pkg_config ;;
+    zip)
+        toolchain=$(realpath "$3") wine=wine
+        (cd "$work" && cmake -E tar xf "$(realpath "$2")")
+        export WINEPREFIX="$top/wine" WINEDEBUG=-all
+        WINEPATH=$(winepath -w "$(dirname "$(find "$work" -name zep_mqtt_sdk.dll)")" 2>/dev/null)
+        export WINEPATH
+        COMPILERS=gcc everywhere find_unpacked
+        ;;
     *) fail "unknown: $1" ;;
 esac

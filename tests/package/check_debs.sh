@@ -27,7 +27,7 @@ debootstrap --variant=minbase --include=gcc,g++,cmake,ninja-build,pkg-config "$s
     >"$top/log" 2>&1 || { tail -20 "$top/log"; exit 1; }
 mkdir -p "$debian/tmp/project/tests/package"
 cp "$1"/*.deb "$debian/tmp"
-cp "$root/README.md" "$debian/tmp/project"
+cp "$root/README.md" "$root/CHANGELOG.md" "$debian/tmp/project"
 cp "$root/tests/package/app.c" "$root/tests/package/check_consumers.sh" \
     "$debian/tmp/project/tests/package"
 
@@ -35,6 +35,7 @@ state >"$top/before"
 inside sh -c 'dpkg -i /tmp/*.deb'
 inside env COMPILERS=gcc /tmp/project/tests/package/check_consumers.sh system
 for package in "$1"/*.deb; do dpkg-deb -f "$package" Package; done >"$top/packages"
+# shellcheck disable=SC2046  # names of packages, one a word
 inside dpkg --purge $(cat "$top/packages")
 state >"$top/after"
 diff "$top/before" "$top/after" && echo "Installed, used, and removed without a trace."
