@@ -12,11 +12,14 @@
  * that overlaps with another one on the same handle is refused, which includes calls made from
  * inside its callbacks.
  *
- * The public interface is this header with those that it includes from zep_mqtt/: the broker's
- * answers (client/response.h), the log (log/log.h), the version (version.h) and the linkage
- * (export.h). All other headers there declare the floors below (client core, QoS engine, codecs,
- * network, platform), which the library exports as well, for who tests, measures or extends a
- * system with them. Most applications have no need of them.
+ * zep_mqtt_sdk_event.h has the event-driven interface: handles that never wait, for event loops and
+ * gateways.
+ *
+ * The public interface is these two headers with those that this one includes from zep_mqtt/: the
+ * broker's answers (client/response.h), the log (log/log.h), the version (version.h) and the
+ * linkage (export.h). All other headers there declare the floors below (client core, QoS engine,
+ * codecs, network, platform), which the library exports as well, for who tests, measures or extends
+ * a system with them. Most applications have no need of them.
  */
 #ifndef ZEP_MQTT_SDK_H
 #define ZEP_MQTT_SDK_H

@@ -27,6 +27,8 @@
  * this handle or another one. A callback must return to its caller: no exception, no longjmp.
  *
  * Stack: a loop call needs about 24 KiB.
+ *
+ * Part of the public interface, beside zep_mqtt_sdk.h, which it includes.
  */
 #ifndef ZEP_MQTT_SDK_EVENT_H
 #define ZEP_MQTT_SDK_EVENT_H
@@ -238,18 +240,18 @@ typedef struct zep_mqtt_sdk_options {
                                        max_packet_out, at most 1048576; 0: twice max_packet_out.
                                        Acknowledgements have room beside it */
     uint16_t max_unacknowledged;  /**< QoS 1 and 2 messages without a fate, 1 to 128; 0: 128 */
-    uint16_t qos2_window;         /**< QoS 2 messages under way at a time to a 3.1.1 broker, which has no
-                                       way to announce what it takes; 0: 20. On 5.0 its Receive
-                                       Maximum holds */
-    uint8_t resume_session;       /**< 1: a reconnection asks for the session it had. 3.1.1: Clean
-                                       Session is 0 from the first connection on; 5.0: without a
-                                       session_expiry_interval in the configuration, one hour */
-    uint8_t no_resubscribe;     /**< 1: filters are not subscribed again when a new connection finds
-                                     no session */
-    uint8_t manual_acknowledge; /**< 1: messages are acknowledged by
-                                     zep_mqtt_sdk_client_acknowledge() only */
-    uint8_t accept_offline;     /**< 1: QoS 1 and 2 messages are accepted without a connection */
-    uint32_t more_address_count;                /**< at most 15 */
+    uint16_t qos2_window;   /**< QoS 2 messages under way at a time to a 3.1.1 broker, which has no
+                                 way to announce what it takes; 0: 20. On 5.0 its Receive
+                                 Maximum holds */
+    uint8_t resume_session; /**< 1: a reconnection asks for the session it had. 3.1.1: Clean
+                                 Session is 0 from the first connection on; 5.0: without a
+                                 session_expiry_interval in the configuration, one hour */
+    uint8_t no_resubscribe; /**< 1: filters are not subscribed again when a new connection finds
+                                 no session */
+    uint8_t manual_acknowledge;  /**< 1: messages are acknowledged by
+                                      zep_mqtt_sdk_client_acknowledge() only */
+    uint8_t accept_offline;      /**< 1: QoS 1 and 2 messages are accepted without a connection */
+    uint32_t more_address_count; /**< at most 15 */
     const zep_mqtt_sdk_address *more_addresses; /**< brokers to be tried in turn after the
                                                      configuration's own */
     const zep_mqtt_sdk_transport *transport;    /**< null: TCP */

@@ -1,5 +1,9 @@
 #!/bin/sh
-# The C example in README.md is, to the byte, the program that the build compiles.
-#   check_readme.sh <README.md> <quickstart.c>
+# The C examples in README.md are, to the byte and in this order, the programs that the build compiles.
+#   check_readme.sh <README.md> <program>...
 set -eu
-awk '/^```c$/ { inside = 1; next } /^```$/ { inside = 0 } inside' "$1" | diff -u - "$2"
+readme=$1
+shift
+awk '/^```c$/ { inside = 1; next } /^```$/ { inside = 0 } inside' "$readme" >"${TMPDIR:-/tmp}/readme.$$"
+trap 'rm -f "${TMPDIR:-/tmp}/readme.$$"' EXIT
+cat "$@" | diff -u "${TMPDIR:-/tmp}/readme.$$" -

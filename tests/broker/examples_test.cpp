@@ -18,6 +18,7 @@ TEST(examples, on_mosquitto) {
     mosquitto broker;
     const std::string port = std::to_string(broker.port());
     EXPECT_EQ(0, run(ZEP_QUICKSTART " " + port));
+    EXPECT_EQ(0, run(ZEP_QUICKSTART_BASIC " " + port));
     EXPECT_EQ(0, run(ZEP_DEMO " --host 127.0.0.1 --port " + port));
 }
 
