@@ -10,7 +10,11 @@
 #ifndef ZEP_MQTT_EXPORT_H
 #define ZEP_MQTT_EXPORT_H
 
-#if defined(_WIN32) && defined(ZEP_MQTT_BUILDING_LIBRARY)
+/* A program that links the static library on Windows defines ZEP_MQTT_STATIC; its CMake target
+ * does. */
+#if defined(_WIN32) && defined(ZEP_MQTT_STATIC)
+#define ZEP_MQTT_API
+#elif defined(_WIN32) && defined(ZEP_MQTT_BUILDING_LIBRARY)
 #define ZEP_MQTT_API __declspec(dllexport)
 #elif defined(_WIN32)
 #define ZEP_MQTT_API __declspec(dllimport)
@@ -19,7 +23,9 @@
 #endif
 
 /** Lets the compiler check a printf-style call: format at argument f, first value at a. */
-#if defined(__GNUC__)
+#if defined(__MINGW32__) && !defined(__clang__)
+#define ZEP_MQTT_PRINTF(f, a) __attribute__((format(gnu_printf, f, a)))
+#elif defined(__GNUC__)
 #define ZEP_MQTT_PRINTF(f, a) __attribute__((format(printf, f, a)))
 #else
 #define ZEP_MQTT_PRINTF(f, a)

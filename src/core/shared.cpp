@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "platform/posix/static_lock.h"
+#include "static_lock.h"
 
 namespace zep {
 namespace {

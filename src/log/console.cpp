@@ -1,5 +1,6 @@
 #include "log/console.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <iterator>
 
@@ -7,6 +8,7 @@
 #include <zep_mqtt/platform/clock.h>
 
 #include "core/shared.h"
+#include "platform/stream.h"
 
 const char *const g_log_level_str[5] = {"DEBUG", "INFO", "WARN", "ERROR", "FATAL"};
 
@@ -42,10 +44,12 @@ void console_write(uint32_t level, const char *message) {
     }
     if (g_sink != nullptr) {
         g_sink(g_sink_user, level, log_tick(), message);
-    } else {
-        // One call prints the whole line: the stream's own lock keeps lines apart.
-        std::printf(LOG_LINE_FORMAT, log_tick(), log_level_name(level), message);
+        return;
     }
+    char line[LOG_MESSAGE_SIZE + LOG_LINE_FRAME_SIZE];
+    const int length = std::snprintf(line, sizeof line, LOG_LINE_FORMAT, log_tick(),
+                                     log_level_name(level), message);
+    stream_print(line, std::min(static_cast<size_t>(std::max(length, 0)), sizeof line - 1));
 }
 
 }  // namespace zep

@@ -14,6 +14,9 @@ constexpr size_t LOG_FILE_LINE_SIZE = 511;
 // Tick in milliseconds, level name, message.
 #define LOG_LINE_FORMAT "[%u] [%s] %s\n"
 
+// No line takes more than this beside its message.
+constexpr size_t LOG_LINE_FRAME_SIZE = sizeof "[4294967295] [UNKNOWN] \n";
+
 const char *log_level_name(uint32_t level);
 
 // The low 32 bits of the tick clock.

@@ -8,8 +8,8 @@
 
 #include "log/console.h"
 #include "log/log_lines.h"
-#include "platform/posix/static_lock.h"
 #include "platform/stream.h"
+#include "static_lock.h"
 
 FILE *g_log_file = nullptr;
 

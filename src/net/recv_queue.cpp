@@ -13,7 +13,7 @@
 #include "net/interface_private.h"
 #include "net/recv_queue_private.h"
 #include "platform/mutex_guard.h"
-#include "platform/posix/static_lock.h"
+#include "static_lock.h"
 
 net_recv_queue g_recv_queue = {};
 

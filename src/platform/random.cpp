@@ -1,3 +1,5 @@
+#include <cstdlib>
+
 #include <zep_mqtt/platform/random.h>
 
 int32_t platform_rand_generate(uint8_t *buffer, uint32_t length) {
@@ -12,4 +14,11 @@ int32_t platform_rand_generate_crypto(uint8_t *buffer, uint32_t length) {
         return 0;
     }
     return platform_rand_generate_crypto_win32(buffer, length);
+}
+
+int32_t platform_rand_generate_win32(uint8_t *buffer, uint32_t length) {
+    for (uint32_t i = 0; i < length; ++i) {
+        buffer[i] = static_cast<uint8_t>(std::rand());
+    }
+    return 1;
 }

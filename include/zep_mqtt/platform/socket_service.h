@@ -29,7 +29,7 @@ ZEP_MQTT_API int32_t platform_init(void);
  * Takes one start back.
  *
  * @retval 0   done
- * @retval -1  there was no start to take back; never on POSIX
+ * @retval -1  the service was not running; never on POSIX
  */
 ZEP_MQTT_API int32_t platform_deinit(void);
 

@@ -34,7 +34,7 @@ ZEP_MQTT_API void *platform_thread_create(platform_thread_entry entry, void *arg
  */
 ZEP_MQTT_API void platform_thread_join(void *thread);
 
-/** The backend's platform_thread_create(). On failure errno tells the cause. */
+/** The backend's platform_thread_create(). On failure the system's last error tells the cause. */
 ZEP_MQTT_API void *platform_thread_create_win32(platform_thread_entry entry, void *arg);
 
 /** The backend's platform_thread_join(). */

@@ -24,9 +24,9 @@ bool bind_dynamic_port(int32_t sock) {
         LOG_ERROR("%s: 绑定动态端口失败（错误码：%d）", name, zep::socket_last_error());
         return false;
     }
-    uint16_t port = 0;
-    if (zep::socket_local_port(sock, &port)) {
-        LOG_INFO("%s: 已绑定动态端口：%d", name, port);
+    zep::ipv4_endpoint local{};
+    if (zep::socket_local_endpoint(sock, &local)) {
+        LOG_INFO("%s: 已绑定动态端口：%d", name, local.port);
     }
     return true;
 }

@@ -1,52 +1,48 @@
 #include <cerrno>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <zep_mqtt/net/socket.h>
-
-#include "log/log_lines.h"
-#include "net/posix/ipv4_address.h"
 #include "net/posix/system_call.h"
+#include "net/socket_address.h"
 #include "net/system_socket.h"
 
-void net_socket_close_win32(int32_t sock) {
-    if (sock == -1) {
-        return;
-    }
-    // The descriptor is gone whatever close() returns; a second try could hit another socket.
-    (void)close(sock);
-    LOG_INFO("net_socket_close_win32: 套接字(%d)已关闭", sock);
-}
-
 namespace zep {
+
+const int32_t SOCKET_TIMED_OUT = ETIMEDOUT;
+const int32_t SOCKET_INVALID_ARGUMENT = EINVAL;
+const int32_t SOCKET_TOO_LONG = EMSGSIZE;
+const int32_t SOCKET_REFUSED = ECONNREFUSED;
 
 int32_t socket_last_error() {
     return errno;
 }
+void socket_set_last_error(int32_t error) {
+    errno = error;
+}
 bool socket_would_block(int32_t error) {
-    return is_would_block(error);
+    return error == EAGAIN || error == EWOULDBLOCK;
 }
 bool socket_timed_out(int32_t error) {
     return error == ETIMEDOUT;
 }
 
-socket_kind socket_kind_of(int32_t sock) {
-    int type = 0;
-    socklen_t size = sizeof type;
-    if (getsockopt(sock, SOL_SOCKET, SO_TYPE, &type, &size) == -1) {
-        return socket_kind::none;
-    }
-    return type == SOCK_STREAM ? socket_kind::stream : socket_kind::datagram;
+int32_t socket_open(socket_kind kind) {
+    return kind == socket_kind::stream ? open_stream() : open_datagram();
 }
 
-bool socket_local_port(int32_t sock, uint16_t *out_port) {
-    sockaddr_in local{};
-    socklen_t size = sizeof local;
-    if (getsockname(sock, generic(&local), &size) == -1) {
-        return false;
+void socket_close(int32_t sock) {
+    // The descriptor is gone whatever close() returns; a second try could hit another socket.
+    (void)close(sock);
+}
+
+int32_t socket_wait(int32_t sock, readiness what, uint32_t timeout_ms) {
+    pollfd fd{sock, static_cast<short>(what == readiness::readable ? POLLIN : POLLOUT), 0};
+    // poll() itself would wait in vain for a negative handle.
+    const int ready = sock < 0 ? 1 : poll_for(&fd, 1, timeout_ms);
+    if (sock < 0 || (fd.revents & POLLNVAL) != 0) {
+        errno = EBADF;
+        return -1;
     }
-    *out_port = ntohs(local.sin_port);
-    return true;
+    return ready;
 }
 
 int32_t socket_wait_any(std::span<watched_socket> sockets, uint32_t timeout_ms) {

@@ -19,15 +19,4 @@ int poll_for(pollfd *fds, nfds_t count, uint32_t timeout_ms) {
     return 0;
 }
 
-int poll_socket(int32_t sock, short events, uint32_t timeout_ms) {
-    pollfd fd{sock, events, 0};
-    // poll() itself would wait in vain for a negative handle.
-    const int ready = sock < 0 ? 1 : poll_for(&fd, 1, timeout_ms);
-    if (sock < 0 || (fd.revents & POLLNVAL) != 0) {
-        errno = EBADF;
-        return -1;
-    }
-    return ready;
-}
-
 }  // namespace zep

@@ -1,17 +1,9 @@
 #include <cerrno>
-#include <cstdlib>
 #include <sys/random.h>
 
 #include <zep_mqtt/platform/random.h>
 
 #include "log/log_lines.h"
-
-int32_t platform_rand_generate_win32(uint8_t *buffer, uint32_t length) {
-    for (uint32_t i = 0; i < length; ++i) {
-        buffer[i] = static_cast<uint8_t>(std::rand());
-    }
-    return 1;
-}
 
 int32_t platform_rand_generate_crypto_win32(uint8_t *buffer, uint32_t length) {
     for (uint32_t filled = 0; filled < length;) {

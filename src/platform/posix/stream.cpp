@@ -26,4 +26,9 @@ int64_t stream_seek_end(FILE *stream) {
     return fseeko(stream, 0, SEEK_END) == 0 ? int64_t{ftello(stream)} : -1;
 }
 
+void stream_print(const char *line, size_t size) {
+    // One call: the stream's own lock keeps lines apart.
+    (void)std::fwrite(line, 1, size, stdout);
+}
+
 }  // namespace zep

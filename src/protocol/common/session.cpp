@@ -11,7 +11,7 @@
 #include "core/shared.h"
 #include "core/start_once.h"
 #include "log/log_lines.h"
-#include "platform/posix/static_lock.h"
+#include "static_lock.h"
 
 uint8_t is_destroying = 0;
 

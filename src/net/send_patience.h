@@ -7,13 +7,14 @@
 #include <zep_mqtt/net/socket.h>
 #include <zep_mqtt/platform/clock.h>
 
-#include "net/posix/system_call.h"
+#include "net/system_socket.h"
 
 namespace zep {
 
 class send_patience {
  public:
-    // False, with errno set, when the time is used up (ETIMEDOUT) or the wait failed.
+    // False, with socket_last_error() set, when the time is used up (SOCKET_TIMED_OUT) or the wait
+    // failed.
     bool await_writable(int32_t sock) {
         const uint64_t now = platform_get_tick_ms();
         if (!started_) {
@@ -21,12 +22,13 @@ class send_patience {
             start_ = now;
         }
         const uint64_t waited = now - start_;
-        const int ready =
+        const int32_t ready =
             waited >= NET_SEND_TIMEOUT_MS
                 ? 0
-                : poll_socket(sock, POLLOUT, static_cast<uint32_t>(NET_SEND_TIMEOUT_MS - waited));
+                : socket_wait(sock, readiness::writable,
+                              static_cast<uint32_t>(NET_SEND_TIMEOUT_MS - waited));
         if (ready == 0) {
-            errno = ETIMEDOUT;
+            socket_set_last_error(SOCKET_TIMED_OUT);
         }
         return ready > 0;
     }

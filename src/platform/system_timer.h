@@ -1,5 +1,5 @@
-// A periodic timer of the backend: a thread that waits for deadlines on the monotonic clock. What
-// an expiry means is its owner's business.
+// A periodic timer on the backend's alarm: a thread that waits for deadlines on the monotonic
+// clock. What an expiry means is its owner's business.
 #pragma once
 
 #include <cstdint>
@@ -11,9 +11,9 @@ struct system_timer;
 using system_timer_hook = void (*)(void *owner);
 
 // Starts the timer's thread. expired runs on it, without a lock, until no expiry is due any more:
-// it takes the expiry that it answers with system_timer_take_expiry(). Returns null and sets errno
-// on failure.
-system_timer *system_timer_create(system_timer_hook expired, void *owner);
+// it takes the expiry that it answers with system_timer_take_expiry(). Returns 0, or the system's
+// error code; there is no timer then.
+int system_timer_create(system_timer_hook expired, void *owner, system_timer **out_timer);
 
 // The first expiry is due at once, the next one period later. Returns 0 or the system's error code.
 int system_timer_arm(system_timer *timer, uint32_t period_ms);

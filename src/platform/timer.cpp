@@ -1,4 +1,3 @@
-#include <cerrno>
 #include <new>
 
 #include <zep_mqtt/platform/clock.h>
@@ -9,7 +8,7 @@
 #include "core/shared.h"
 #include "log/log_lines.h"
 #include "platform/mutex_guard.h"
-#include "platform/posix/system_timer.h"
+#include "platform/system_timer.h"
 
 using zep::shared;
 
@@ -105,9 +104,10 @@ bool equip(platform_timer *timer) {
         LOG_ERROR("platform_timer_create_win32: 互斥锁创建失败");
         return false;
     }
-    timer->handle = zep::system_timer_create(on_expiry, timer);
-    if (timer->handle == nullptr) {
-        const int error = errno;
+    zep::system_timer *system_timer = nullptr;
+    const int error = zep::system_timer_create(on_expiry, timer, &system_timer);
+    timer->handle = system_timer;
+    if (error != 0) {
         LOG_ERROR("platform_timer_create_win32: 定时器句柄创建失败（错误码：%d）", error);
         return false;
     }
