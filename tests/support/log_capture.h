@@ -8,6 +8,8 @@
 
 #include <zep_mqtt/log/log.h>
 
+#include "support/system_text.h"
+
 namespace zep_test {
 
 // Lines of the log without their ticks: "[ERROR] text\n[INFO] text\n".
@@ -45,7 +47,7 @@ class log_capture {
     std::string take() {
         std::fflush(stdout);
         taken_ = true;
-        return without_ticks(testing::internal::GetCapturedStdout());
+        return as_on_linux(without_ticks(testing::internal::GetCapturedStdout()));
     }
 
  private:

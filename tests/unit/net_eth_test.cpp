@@ -109,14 +109,19 @@ TEST(net_eth, closed_recycled_and_marked_descriptors_are_neither_read_nor_waited
     ASSERT_EQ(net_interface_bind(marked, 0), NET_OK);
     eth_set_mqtt_tcp_socket(marked);
     let_the_thread_pass();
+    // Where sockets are no descriptors, no number can be given away on purpose.
     int stream[2];
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, stream), 0);
-    ASSERT_EQ(dup2(stream[1], recycled), recycled);
-    ASSERT_EQ(write(stream[0], "mine", 4), 4);
+    const bool can_recycle = socketpair(AF_UNIX, SOCK_STREAM, 0, stream) == 0;
+    if (can_recycle) {
+        ASSERT_EQ(dup2(stream[1], recycled), recycled);
+        ASSERT_EQ(write(stream[0], "mine", 4), 4);
+    }
     close(closed);
     send_datagram(peer, port_of(marked), "not for the thread");
     expect_idle_process();
-    EXPECT_EQ(read_some(recycled), "mine");
+    if (can_recycle) {
+        EXPECT_EQ(read_some(recycled), "mine");
+    }
     EXPECT_EQ(read_some(marked), "not for the thread");
     send_datagram(peer, port_of(g_eth_socket), "alive");
     EXPECT_EQ(dequeued(), "alive");

@@ -133,8 +133,9 @@ TEST(net_interface, registration_and_switching) {
 TEST(net_interface, failed_starts_leave_nothing) {
     agent_log_set_level(AGENT_LOG_FATAL);
     const auto open_descriptors = [] {
-        const std::filesystem::directory_iterator files("/proc/self/fd");
-        return std::distance(begin(files), end(files));
+        std::error_code unknown;  // where there is no such directory nothing is counted
+        const std::filesystem::directory_iterator files("/proc/self/fd", unknown);
+        return unknown ? 0 : std::distance(begin(files), end(files));
     };
     const auto expect_nothing_left = [&, before = open_descriptors()] {
         EXPECT_EQ(g_is_inited, 0);
@@ -146,12 +147,13 @@ TEST(net_interface, failed_starts_leave_nothing) {
         EXPECT_EQ(open_descriptors(), before);
     };
     rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit no_socket{0, limit.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &no_socket);
-    EXPECT_EQ(net_interface_init(), NET_ERR_IO);
-    setrlimit(RLIMIT_NOFILE, &limit);
-    expect_nothing_left();
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        const rlimit no_socket{0, limit.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &no_socket);
+        EXPECT_EQ(net_interface_init(), NET_ERR_IO);
+        setrlimit(RLIMIT_NOFILE, &limit);
+        expect_nothing_left();
+    }
 
     bool failed = true;
     for (uint64_t n = 0; failed; ++n) {

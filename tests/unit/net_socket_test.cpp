@@ -9,6 +9,7 @@
 
 #include <zep_mqtt/net/socket.h>
 
+#include "net/system_socket.h"
 #include "support/log_capture.h"
 #include "support/loopback.h"
 #include "support/timing.h"
@@ -204,7 +205,9 @@ TEST(net_socket, interrupted_connect_is_waited_for) {
 
 TEST(net_socket, descriptors_above_1023_and_close_on_exec) {
     rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) {
+        GTEST_SKIP() << "sockets are no descriptors here";
+    }
     limit.rlim_cur = limit.rlim_max;
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
     std::vector<owned_fd> fillers;

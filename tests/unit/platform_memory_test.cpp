@@ -24,7 +24,7 @@ TEST(platform_memory, reports_every_block) {
     platform_free_win32(nullptr);
     platform_free_aligned_win32(nullptr);
     platform_free_aligned_win32(std::aligned_alloc(64, 128));
-    const std::string block_at = address;
+    const std::string block_at = zep_test::as_on_linux(address);
     EXPECT_EQ(log.take(),
               "[WARN] [内存日志] 跳过0字节malloc\n"
               "[DEBUG] [内存日志] malloc成功：" +

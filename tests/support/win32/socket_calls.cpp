@@ -1,0 +1,47 @@
+// A call into another library goes through a pointer that the loader fills: the pointers that the
+// library uses are replaced by these. Their names are those of the 64-bit system.
+#include "support/socket_calls.h"
+
+#define WIN32_LEAN_AND_MEAN
+#include <winsock2.h>
+
+namespace {
+
+thread_local uint64_t g_socket_calls = 0;
+
+int WSAAPI counting_send(SOCKET sock, const char *data, int size, int flags);
+int WSAAPI counting_select(int ignored, fd_set *readable, fd_set *writable, fd_set *failed,
+                           const TIMEVAL *bound);
+
+}  // namespace
+
+extern "C" {
+
+extern decltype(&counting_send) __real___imp_send;
+extern decltype(&counting_select) __real___imp_select;
+decltype(&counting_send) __wrap___imp_send = counting_send;
+decltype(&counting_select) __wrap___imp_select = counting_select;
+}
+
+namespace {
+
+int WSAAPI counting_send(SOCKET sock, const char *data, int size, int flags) {
+    g_socket_calls++;
+    return __real___imp_send(sock, data, size, flags);
+}
+
+int WSAAPI counting_select(int ignored, fd_set *readable, fd_set *writable, fd_set *failed,
+                           const TIMEVAL *bound) {
+    g_socket_calls++;
+    return __real___imp_select(ignored, readable, writable, failed, bound);
+}
+
+}  // namespace
+
+namespace zep_test {
+
+uint64_t socket_calls_made() {
+    return g_socket_calls;
+}
+
+}  // namespace zep_test

@@ -1,0 +1,3 @@
+#pragma once
+
+#include "support/win32/posix.h"

@@ -1,0 +1,5 @@
+#pragma once
+
+#include_next <unistd.h>
+
+#include "support/win32/posix.h"
