@@ -1,6 +1,7 @@
 // What the broker sends, and what becomes of it.
 #include "client/connection/client_state.h"
 #include "support/client_fixture.h"
+#include "support/loopback.h"
 
 namespace {
 
@@ -148,6 +149,7 @@ TEST_P(receive_test, the_rest_of_an_oversized_packet_does_not_reach_into_the_nex
 }
 
 TEST_P(receive_test, what_came_before_a_reset_is_delivered) {
+    log_is_recorded = resets_are_told();
     connect();
     for (int i = 0; i < 3; i++) {
         broker.send(is_50() ? "32 80 08 0001 't' id 00 78*1018" : "32 80 08 0001 't' id 78*1019",
@@ -217,6 +219,7 @@ TEST_P(receive_test, a_callback_that_disconnects_ends_the_handling) {
 
 // However a connection ends, it returns the identifiers that can no longer be acknowledged.
 TEST_P(receive_test, the_end_of_a_connection_is_noticed_at_once) {
+    log_is_recorded = resets_are_told();
     void (*const ends[])(scripted_broker &, const dialect &) = {
         [](auto &b, auto &) { b.close(); },
         [](auto &b, auto &) { b.reset(); },

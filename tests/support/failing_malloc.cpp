@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstddef>
 
+#include <zep_mqtt/platform/mutex.h>
+
 namespace {
 
 constexpr uint64_t NEVER = UINT64_MAX;
@@ -56,6 +58,12 @@ failing_malloc::~failing_malloc() {
 }
 bool failing_malloc::has_failed() const {
     return g_made.load() > g_fail_at.load();
+}
+bool locks_need_the_heap() {
+    const failing_malloc starved(0);
+    void *const lock = platform_mutex_create();
+    platform_mutex_destroy(lock);
+    return lock == nullptr;
 }
 uint64_t allocations_made() {
     return g_made.load();

@@ -19,6 +19,9 @@ class failing_malloc {
     bool has_failed() const;
 };
 
+// Whether a lock of the platform needs memory of the heap; what is allocated next to it differs.
+bool locks_need_the_heap();
+
 // How many allocations the library has made so far, failed ones included.
 uint64_t allocations_made();
 // How many blocks it has not released.

@@ -90,6 +90,21 @@ void set_no_delay(int socket) {
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
+bool resets_are_told() {
+    uint16_t port = 0;
+    const int listener = bind_loopback(port);
+    listen(listener, 1);
+    const int reader = connect_loopback(port);
+    const int resetting = accept(listener, nullptr, nullptr);
+    reset_on_close(resetting);
+    close(resetting);
+    char byte;
+    const bool told = readable(reader, 1000) && recv(reader, &byte, 1, 0) < 0;
+    close(reader);
+    close(listener);
+    return told;
+}
+
 void reset_on_close(int socket) {
     const linger at_once = {1, 0};
     setsockopt(socket, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);

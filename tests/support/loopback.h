@@ -49,6 +49,8 @@ void send_datagram(int socket, uint16_t port, const std::string &bytes);
 bool send_all(int socket, const std::vector<uint8_t> &data);
 // What is sent goes out at once, in packets of its own.
 void set_no_delay(int socket);
+// Whether the system tells the reader of a reset, or takes it for the end of the stream.
+bool resets_are_told();
 // The peer will see a reset instead of the end of the stream.
 void reset_on_close(int socket);
 

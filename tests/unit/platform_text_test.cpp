@@ -24,8 +24,10 @@ TEST(platform_text, copies_and_formats_what_fits) {
     EXPECT_STREQ(dest, "abcde");
     // A wide character that the C locale cannot express: the formatter itself fails.
     std::memset(dest, 'x', sizeof dest);
-    EXPECT_EQ(platform_snprintf(dest, sizeof dest, "a%ls", L"\x4E2D"), 5u);
-    EXPECT_EQ(std::memchr(dest, 'x', sizeof dest), nullptr) << "nothing may stay undefined";
+    if (std::snprintf(nullptr, 0, "%ls", L"\x4E2D") < 0) {
+        EXPECT_EQ(platform_snprintf(dest, sizeof dest, "a%ls", L"\x4E2D"), 5u);
+        EXPECT_EQ(std::memchr(dest, 'x', sizeof dest), nullptr) << "nothing may stay undefined";
+    }
     EXPECT_EQ(log.take(), "[ERROR] platform_snprintf: buffer overflow (ret=6, max_len=6)\n");
 }
 

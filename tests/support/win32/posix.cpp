@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <direct.h>
+#include <fcntl.h>
 #include <limits>
 #include <malloc.h>
 #include <random>
@@ -12,11 +14,15 @@
 
 #undef socket
 #undef pollfd
+#undef clock
 
 namespace {
 
-// The service runs as long as the program does.
+// The socket service runs as long as the program does, and no file or pipe changes line ends.
 const int g_started = [] {
+    _fmode = _O_BINARY;
+    _setmode(1, _O_BINARY);
+    _setmode(2, _O_BINARY);
     WSADATA ignored;
     return WSAStartup(MAKEWORD(2, 2), &ignored);
 }();
@@ -88,7 +94,13 @@ int getsockname(int sock, sockaddr *address, socklen_t *size) {
     return getsockname(native(sock), address, size);
 }
 int posix_getsockopt(int sock, int level, int name, void *value, socklen_t *size) {
-    return getsockopt(native(sock), level, name, static_cast<char *>(value), size);
+    char given[512] = {};
+    int given_size = sizeof given;
+    const int result = getsockopt(native(sock), level, name, given, &given_size);
+    if (result == 0) {  // a flag of one byte has filled an int otherwise
+        std::memcpy(value, given, static_cast<size_t>(std::min<socklen_t>(*size, sizeof given)));
+    }
+    return result;
 }
 int listen(int sock, int backlog) {
     return listen(native(sock), backlog);
@@ -136,6 +148,17 @@ int fcntl(int sock, int) {
 int mkfifo(const char *, int) {
     errno = ENOSYS;
     return -1;
+}
+int setenv(const char *name, const char *value, int) {
+    return _putenv_s(name, value);
+}
+clock_t posix_clock() {
+    FILETIME begun, ended, kernel, user;
+    GetProcessTimes(GetCurrentProcess(), &begun, &ended, &kernel, &user);
+    const auto units = [](const FILETIME &time) {
+        return uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+    };
+    return static_cast<clock_t>((units(kernel) + units(user)) / (10'000'000 / CLOCKS_PER_SEC));
 }
 void *std::aligned_alloc(size_t alignment, size_t size) {
     return _aligned_malloc(size, alignment);

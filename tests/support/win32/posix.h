@@ -18,6 +18,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <ctime>
 #include <io.h>
 #include <sys/types.h>
 #include <winsock2.h>
@@ -112,6 +113,11 @@ int poll(posix_pollfd *fds, unsigned long count, int timeout_ms);
 int fcntl(int sock, int command);
 
 int mkfifo(const char *path, int mode);
+int setenv(const char *name, const char *value, int overwrite);
+
+// The time of the processor; the system's own function counts all time.
+clock_t posix_clock();
+#define clock() posix_clock()
 
 namespace std {
 void *aligned_alloc(size_t alignment, size_t size);
