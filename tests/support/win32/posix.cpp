@@ -138,7 +138,14 @@ int socketpair(int, int, int, int (&)[2]) {
     errno = ENOSYS;
     return -1;
 }
-int fcntl(int sock, int) {
+constexpr int PIPE_SIZE = 4096;
+int pipe(int (&ends)[2]) {
+    return _pipe(ends, PIPE_SIZE, _O_BINARY | _O_NOINHERIT);
+}
+int fcntl(int sock, int command) {
+    if (command == F_GETPIPE_SZ) {
+        return PIPE_SIZE;
+    }
     DWORD flags = 0;
     if (!GetHandleInformation(reinterpret_cast<HANDLE>(native(sock)), &flags)) {
         return -1;

@@ -110,7 +110,12 @@ int poll(posix_pollfd *fds, unsigned long count, int timeout_ms);
 
 #define F_GETFD 1
 #define FD_CLOEXEC 1
-int fcntl(int sock, int command);
+#define F_GETPIPE_SZ 1032
+int fcntl(int file, int command);
+int pipe(int (&ends)[2]);
+inline ssize_t write(int file, const char *data, size_t size) {
+    return _write(file, data, static_cast<unsigned>(size));
+}
 
 int mkfifo(const char *path, int mode);
 int setenv(const char *name, const char *value, int overwrite);
