@@ -12,7 +12,7 @@ namespace {
 
 // This system's number, and that of Linux.
 const std::pair<int, int> ERRORS[] = {
-    {ENOMEM, 12},    {EINVAL, 22},      {EPIPE, 32},      {EMSGSIZE, 90},
+    {ENOMEM, 12},    {EACCES, 13},      {EINVAL, 22},     {EPIPE, 32},         {EMSGSIZE, 90},
     {ENOTCONN, 107}, {ECONNRESET, 104}, {ETIMEDOUT, 110}, {ECONNREFUSED, 111},
 };
 

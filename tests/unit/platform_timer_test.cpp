@@ -76,7 +76,7 @@ TEST_F(platform_timer_test, starts_and_stops_once_and_refuses_what_is_no_timer) 
     char at[48];
     std::snprintf(at, sizeof at, "地址：%p）\n", static_cast<void *>(timer));
     platform_timer_destroy_win32(timer);
-    const std::string address = at;
+    const std::string address = zep_test::as_on_linux(at);
     EXPECT_EQ(log.take(),
               "[ERROR] platform_timer_create_win32: 无效参数（func=(nil), period=0）\n"
               "[ERROR] platform_timer_start_win32: 无效指针（NULL）\n"

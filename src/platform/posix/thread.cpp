@@ -1,6 +1,4 @@
-#include <atomic>
 #include <cerrno>
-#include <new>
 #include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
@@ -8,29 +6,14 @@
 #include <zep_mqtt/platform/memory.h>
 #include <zep_mqtt/platform/thread.h>
 
+#include "platform/thread_record.h"
+
 namespace {
 
-// Shared by the thread, until it has read what to run, and by the holder of the handle; the last
-// one to leave releases it.
-struct thread_record {
-    pthread_t id;
-    platform_thread_entry entry;
-    void *arg;
-    std::atomic<int> users{2};
-};
-
-void leave(thread_record *record) {
-    if (record->users.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        platform_free_win32(record);
-    }
-}
+using thread_record = zep::thread_record<pthread_t>;
 
 void *run(void *arg) {
-    auto *record = static_cast<thread_record *>(arg);
-    const platform_thread_entry entry = record->entry;
-    void *entry_arg = record->arg;
-    leave(record);
-    entry(entry_arg);
+    (void)zep::run_thread<pthread_t>(arg);
     return nullptr;
 }
 
@@ -51,16 +34,10 @@ int start_without_signals(thread_record *record) {
 }  // namespace
 
 void *platform_thread_create_win32(platform_thread_entry entry, void *arg) {
-    if (entry == nullptr) {
-        errno = EINVAL;
+    auto *record = zep::make_thread_record<pthread_t>(entry, arg);
+    if (record == nullptr) {
         return nullptr;
     }
-    void *block = platform_malloc_win32(sizeof(thread_record));
-    if (block == nullptr) {
-        errno = ENOMEM;
-        return nullptr;
-    }
-    auto *record = new (block) thread_record{pthread_t{}, entry, arg};
     const int error = start_without_signals(record);
     if (error != 0) {
         platform_free_win32(record);
@@ -76,7 +53,7 @@ void platform_thread_join_win32(void *thread) {
     }
     auto *record = static_cast<thread_record *>(thread);
     pthread_join(record->id, nullptr);
-    leave(record);
+    record->leave();
 }
 
 void platform_thread_detach_win32(void *thread) {
@@ -85,7 +62,7 @@ void platform_thread_detach_win32(void *thread) {
     }
     auto *record = static_cast<thread_record *>(thread);
     pthread_detach(record->id);
-    leave(record);
+    record->leave();
 }
 
 uint32_t platform_thread_id_win32(void) {
