@@ -149,7 +149,7 @@ int fcntl(int sock, int command) {
     const intptr_t handle =
         is_socket(sock) ? static_cast<intptr_t>(native(sock)) : _get_osfhandle(sock);
     DWORD flags = 0;
-    if (!GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags)) {
+    if (handle < 0 || !GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags)) {
         return -1;
     }
     return (flags & HANDLE_FLAG_INHERIT) != 0 ? 0 : FD_CLOEXEC;
