@@ -7,7 +7,7 @@
 #include <zep_mqtt/client/loop.h>
 
 #include "client/connection/client_private.h"
-#include "platform/posix/static_lock.h"
+#include "static_lock.h"
 
 uint32_t last_reconnect_tick;
 

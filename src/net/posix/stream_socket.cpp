@@ -13,6 +13,7 @@
 
 #include "core/heap_copy.h"
 #include "net/posix/system_call.h"
+#include "net/system_socket.h"
 #include "platform/posix/descriptor.h"
 
 namespace zep {
@@ -66,7 +67,7 @@ int32_t transfer_result(ssize_t result, int32_t *error) {
     if (result >= 0) {
         return static_cast<int32_t>(result);
     }
-    if (is_would_block(errno)) {
+    if (socket_would_block(errno)) {
         return STREAM_AGAIN;
     }
     *error = errno;

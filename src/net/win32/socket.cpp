@@ -13,13 +13,6 @@ namespace {
 
 static_assert(ETH_SOCKET_SET_MAX <= FD_SETSIZE);
 
-timeval to_timeval(uint32_t ms) {
-    timeval time;
-    time.tv_sec = static_cast<decltype(time.tv_sec)>(ms / 1000);
-    time.tv_usec = static_cast<decltype(time.tv_usec)>(ms % 1000 * 1000);
-    return time;
-}
-
 fd_set only(int32_t sock) {
     fd_set set;
     set.fd_count = 1;
@@ -40,6 +33,13 @@ int32_t mark_closed(std::span<watched_socket> sockets) {
 
 }  // namespace
 
+timeval to_timeval(uint32_t ms) {
+    timeval time;
+    time.tv_sec = static_cast<decltype(time.tv_sec)>(ms / 1000);
+    time.tv_usec = static_cast<decltype(time.tv_usec)>(ms % 1000 * 1000);
+    return time;
+}
+
 int32_t socket_last_error() {
     return WSAGetLastError();
 }
@@ -57,8 +57,8 @@ int32_t socket_open(socket_kind kind) {
     return kind == socket_kind::stream ? open_stream() : open_datagram();
 }
 
-int32_t open_nonblocking(int type, int protocol) {
-    const SOCKET sock = WSASocketW(AF_INET, type, protocol, nullptr, 0,
+int32_t open_nonblocking(int family, int type, int protocol) {
+    const SOCKET sock = WSASocketW(family, type, protocol, nullptr, 0,
                                    WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
     if (sock == INVALID_SOCKET) {
         return -1;

@@ -50,7 +50,7 @@ void set_keep_alive(int32_t sock, uint32_t ms) {
 }  // namespace
 
 int32_t open_stream() {
-    const int32_t sock = open_nonblocking(SOCK_STREAM, IPPROTO_TCP);
+    const int32_t sock = open_nonblocking(AF_INET, SOCK_STREAM, IPPROTO_TCP);
     if (sock != -1) {
         (void)set_option(sock, IPPROTO_TCP, TCP_NODELAY, 1);
     }

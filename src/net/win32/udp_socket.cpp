@@ -6,7 +6,7 @@
 namespace zep {
 
 int32_t open_datagram() {
-    const int32_t sock = open_nonblocking(SOCK_DGRAM, IPPROTO_UDP);
+    const int32_t sock = open_nonblocking(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
     if (sock == -1) {
         return -1;
     }

@@ -7,7 +7,9 @@
 namespace zep {
 
 // A new socket that never blocks and that no child process inherits; -1 on failure.
-int32_t open_nonblocking(int type, int protocol);
+int32_t open_nonblocking(int family, int type, int protocol);
+
+timeval to_timeval(uint32_t ms);
 
 // The two kinds of sockets that socket_open() makes.
 int32_t open_stream();

@@ -84,6 +84,13 @@ int posix_socket(int domain, int type, int protocol) {
 int accept(int sock, sockaddr *address, socklen_t *size) {
     return handle(accept(native(sock), address, size));
 }
+int accept4(int sock, sockaddr *address, socklen_t *size, int flags) {
+    const int taken = accept(sock, address, size);
+    if (taken != -1 && (flags & SOCK_NONBLOCK) != 0) {
+        set_blocking(taken, false);
+    }
+    return taken;
+}
 int bind(int sock, const sockaddr *address, socklen_t size) {
     return bind(native(sock), address, size);
 }

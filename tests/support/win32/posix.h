@@ -64,6 +64,7 @@ int posix_socket(int domain, int type, int protocol);
 #define socket(domain, type, protocol) posix_socket(domain, type, protocol)
 
 int accept(int sock, sockaddr *address, socklen_t *size);
+int accept4(int sock, sockaddr *address, socklen_t *size, int flags);
 int bind(int sock, const sockaddr *address, socklen_t size);
 int connect(int sock, const sockaddr *address, socklen_t size);
 int getsockname(int sock, sockaddr *address, socklen_t *size);
