@@ -115,6 +115,8 @@ TEST(net_eth, closed_recycled_and_marked_descriptors_are_neither_read_nor_waited
     if (can_recycle) {
         ASSERT_EQ(dup2(stream[1], recycled), recycled);
         ASSERT_EQ(write(stream[0], "mine", 4), 4);
+    } else {
+        close(recycled);
     }
     close(closed);
     send_datagram(peer, port_of(marked), "not for the thread");
