@@ -25,3 +25,16 @@ else()
         # The receive thread outlives the shutdown of the library, so its code must stay.
         -Wl,-z,nodelete)
 endif()
+
+# zep_add_posix(<target>): as much of POSIX as the tests and the demonstration use, where the system
+# has none
+function(zep_add_posix target)
+    if(WIN32)
+        set(shim ${PROJECT_SOURCE_DIR}/tests/support/win32)
+        target_sources(${target} PRIVATE ${shim}/posix.cpp)
+        target_include_directories(${target} BEFORE PUBLIC ${shim} ${PROJECT_SOURCE_DIR}/tests)
+        target_compile_definitions(${target} PUBLIC _WIN32_WINNT=0x0601 __USE_MINGW_ANSI_STDIO=1)
+        target_link_libraries(${target} PUBLIC ws2_32)
+        target_link_options(${target} PUBLIC -Wl,--wrap=close)
+    endif()
+endfunction()

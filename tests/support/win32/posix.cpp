@@ -7,10 +7,14 @@
 #include <fcntl.h>
 #include <limits>
 #include <malloc.h>
+#include <process.h>
 #include <random>
 #include <string>
 
+#include "support/win32/spawn.h"
+#include "support/win32/sys/eventfd.h"
 #include "support/win32/sys/mman.h"
+#include "support/win32/sys/wait.h"
 
 #undef socket
 #undef pollfd
@@ -141,6 +145,33 @@ int setsockopt(int sock, int level, int name, const void *value, socklen_t size)
     }
     return setsockopt(native(sock), level, name, static_cast<const char *>(value), size);
 }
+int eventfd(unsigned, int) {
+    const int event = posix_socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in self = {};
+    self.sin_family = AF_INET;
+    self.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof self;
+    auto *generic = reinterpret_cast<sockaddr *>(&self);
+    if (bind(event, generic, size) != 0 || getsockname(event, generic, &size) != 0 ||
+        connect(event, generic, size) != 0) {
+        return -1;
+    }
+    return event;
+}
+int eventfd_write(int event, uint64_t) {
+    return posix_send(event, "", 1, 0) == 1 ? 0 : -1;
+}
+int posix_spawn(pid_t *process, const char *, const void *, const void *, char *const *arguments,
+                char *const *) {
+    char self[MAX_PATH];
+    GetModuleFileNameA(nullptr, self, sizeof self);
+    const intptr_t child = _spawnv(_P_NOWAIT, self, arguments);
+    *process = child;
+    return child == -1 ? errno : 0;
+}
+pid_t waitpid(pid_t process, int *status, int) {
+    return _cwait(status, process, 0);
+}
 int socketpair(int, int, int, int (&)[2]) {
     errno = ENOSYS;
     return -1;
@@ -183,12 +214,12 @@ int shutdown(int sock, int how) {
     return shutdown(native(sock), how);
 }
 
-int poll(posix_pollfd *fds, unsigned long count, int timeout_ms) {
+int poll(posix_pollfd *fds, size_t count, int timeout_ms) {
     fd_set readable, writable, failed;
     FD_ZERO(&readable);
     FD_ZERO(&writable);
     FD_ZERO(&failed);
-    for (unsigned long i = 0; i < count; i++) {
+    for (size_t i = 0; i < count; i++) {
         if ((fds[i].events & POLLIN) != 0) {
             FD_SET(native(fds[i].fd), &readable);
         }
@@ -202,7 +233,7 @@ int poll(posix_pollfd *fds, unsigned long count, int timeout_ms) {
         return -1;
     }
     int ready = 0;
-    for (unsigned long i = 0; i < count; i++) {
+    for (size_t i = 0; i < count; i++) {
         const SOCKET sock = native(fds[i].fd);
         fds[i].revents = static_cast<short>((FD_ISSET(sock, &readable) ? POLLIN : 0) |
                                             (FD_ISSET(sock, &writable) ? POLLOUT : 0) |

@@ -105,7 +105,7 @@ struct posix_pollfd {
     short revents;
 };
 #define pollfd posix_pollfd
-int poll(posix_pollfd *fds, unsigned long count, int timeout_ms);
+int poll(posix_pollfd *fds, size_t count, int timeout_ms);
 
 // Unknown to the system.
 #define TCP_USER_TIMEOUT 0x7F12
