@@ -22,6 +22,12 @@ if(WIN32)
     set(ZEP_TEST_SYSTEM_HEADERS <support/win32/posix.h>)
 endif()
 
+# Some processors have no atomic operations of 64 bits; the tests count with them.
+include(CheckCXXSourceCompiles)
+check_cxx_source_compiles(
+    "#include <atomic>\nstd::atomic<unsigned long long> n; int main() { return n.fetch_add(1) != 0; }"
+    ZEP_HAS_64_BIT_ATOMICS)
+
 # zep_test_platform(<target>): the files, headers and link options of the system
 function(zep_test_platform target)
     set(wrapped malloc calloc realloc free)
@@ -32,6 +38,9 @@ function(zep_test_platform target)
         list(APPEND wrapped __imp_send __imp_recv __imp_select __imp_connect)
     else()
         list(APPEND wrapped send recv poll connect)
+    endif()
+    if(NOT ZEP_HAS_64_BIT_ATOMICS)
+        target_link_libraries(${target} PUBLIC atomic)
     endif()
     list(TRANSFORM wrapped PREPEND "-Wl,--wrap=")
     target_link_options(${target} PUBLIC ${wrapped})

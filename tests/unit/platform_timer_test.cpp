@@ -52,7 +52,9 @@ class platform_timer_test : public testing::Test {
 
 TEST_F(platform_timer_test, starts_and_stops_once_and_refuses_what_is_no_timer) {
     agent_log_set_level(AGENT_LOG_WARN);
-    const auto marked = reinterpret_cast<platform_timer *>(0x12DDDDDDDD);
+    const auto marked = reinterpret_cast<platform_timer *>(
+        static_cast<uintptr_t>(0x12DDDDDDDD));  // on 32-bit systems without the 12
+    const std::string shown = sizeof(void *) == 8 ? "0x12dddddddd" : "0xdddddddd";
     platform_timer_context unowned{[](void *) { FAIL(); }, nullptr, nullptr};
     EXPECT_EQ(platform_timer_create_win32(nullptr, nullptr, 0), nullptr);
     timer_callback_wrapper(nullptr);
@@ -80,11 +82,17 @@ TEST_F(platform_timer_test, starts_and_stops_once_and_refuses_what_is_no_timer) 
     EXPECT_EQ(log.take(),
               "[ERROR] platform_timer_create_win32: 无效参数（func=(nil), period=0）\n"
               "[ERROR] platform_timer_start_win32: 无效指针（NULL）\n"
-              "[ERROR] platform_timer_start_win32: 访问已释放的定时器（地址：0x12dddddddd）\n"
-              "[ERROR] platform_timer_stop_win32: 访问已释放的定时器（地址：0x12dddddddd）\n"
-              "[ERROR] platform_timer_destroy_win32: 访问已释放的定时器（地址：0x12dddddddd）\n"
-              "[WARN] timer_callback_wrapper: 定时器已失效，跳过回调（地址：(nil)）\n"
-              "[WARN] platform_timer_start_win32: 定时器已运行（" +
+              "[ERROR] platform_timer_start_win32: 访问已释放的定时器（地址：" +
+                  shown +
+                  "）\n"
+                  "[ERROR] platform_timer_stop_win32: 访问已释放的定时器（地址：" +
+                  shown +
+                  "）\n"
+                  "[ERROR] platform_timer_destroy_win32: 访问已释放的定时器（地址：" +
+                  shown +
+                  "）\n"
+                  "[WARN] timer_callback_wrapper: 定时器已失效，跳过回调（地址：(nil)）\n"
+                  "[WARN] platform_timer_start_win32: 定时器已运行（" +
                   address + "[WARN] timer_callback_wrapper: 回调被阻止（定时器状态异常，" +
                   address);
 }
