@@ -1,4 +1,6 @@
 // What only a 5.0 connection has.
+#include <cstring>
+
 #include "support/client_fixture.h"
 
 namespace {
@@ -75,7 +77,9 @@ TEST_F(v50_test, a_connack_may_refuse_or_not_decode) {
     cut_short.prop_count = 3;
     cut_short.props[2] = {0x13, {30}};
     for (mqtt50_connack *told : {&counted, &cut_short}) {
-        told->props[0] = {0x21, {10}};
+        const uint16_t ten = 10;
+        told->props[0].id = 0x21;
+        std::memcpy(told->props[0].value, &ten, sizeof ten);
         client->state = MQTT_CLIENT_CONNECTING;
         EXPECT_EQ(mqtt50_client_handle_connack(client, told), 0);
         EXPECT_EQ(std::exchange(client->conn_info->receive_maximum, 0), 10);

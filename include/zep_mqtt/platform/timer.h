@@ -3,7 +3,7 @@
  * Periodic timers, for applications: the library itself measures its time on the tick clock.
  *
  * A timer calls its function first when it is started and then once per period until it is stopped
- * or destroyed. On POSIX each timer has one thread, on which its function runs, with no lock held:
+ * or destroyed. Each timer has one thread, on which its function runs, with no lock held:
  * - The function never runs twice at a time for one timer, and never after its timer's destroy has
  *   returned. Periods do not drift: they are counted from the start, not from the last call. All
  *   that end while the function still runs give one call together, when it has returned.
