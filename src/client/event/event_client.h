@@ -14,9 +14,9 @@
 #include "client/event/receipts.h"
 #include "client/outbound/outbox.h"
 #include "net/stream_socket.h"
-#include "platform/posix/static_lock.h"
 #include "protocol/strict/packets.h"
 #include "qos/in_flight.h"
+#include "static_lock.h"
 
 namespace zep {
 
