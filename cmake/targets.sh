@@ -21,11 +21,22 @@ port_needs() {
     esac
 }
 
+# cross_build <name> <toolchain> [cmake option]...: everything, in build/<name>
+cross_build() {
+    name=$1 toolchain=$2
+    shift 2
+    cmake -G Ninja -S . -B "build/$name" -DZEP_WERROR=ON -DCMAKE_BUILD_TYPE=Release \
+        "-DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/$toolchain.cmake" "$@" >"build-$name.log" 2>&1 ||
+        { cat "build-$name.log"; return 1; }
+    rm -f "build-$name.log"
+    cmake --build "build/$name" -j "$JOBS"
+}
+
 # port <target>: library, demonstration and tests; the unit and the client tests are run
 port() {
     needs=$(port_needs "$1")
     install $CROSS_NEEDS $needs
-    build "$1" all -DCMAKE_BUILD_TYPE=Release "-DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/$1-linux.cmake"
+    cross_build "$1" "$1-linux"
     run_tests "$1"
 }
 
@@ -48,11 +59,9 @@ start_wine() {
 # windows_tests: both DLLs with their names and imports; the tests and the demonstration under wine
 windows_tests() {
     install $WINDOWS_NEEDS
-    build win32 all -DCMAKE_BUILD_TYPE=Release -DZEP_BUILD_TESTS=OFF -DZEP_BUILD_EXAMPLES=OFF \
-        -DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/i686-w64-mingw32.cmake
+    cross_build win32 i686-w64-mingw32 -DZEP_BUILD_TESTS=OFF -DZEP_BUILD_EXAMPLES=OFF
     tests/abi/check_dll.sh i686-w64-mingw32-objdump build/win32/src/zep_mqtt_sdk.dll
-    build win64 all -DCMAKE_BUILD_TYPE=Release \
-        -DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/x86_64-w64-mingw32.cmake
+    cross_build win64 x86_64-w64-mingw32
     start_wine
     run_tests win64
     tests/support/win32/run_in_wine.sh build/win64/examples/zep_demo.exe
