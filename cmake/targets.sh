@@ -21,11 +21,12 @@ port_needs() {
     esac
 }
 
-# cross_build <name> <toolchain> [cmake option]...: everything, in build/<name>
+# cross_build <name> <toolchain> [cmake option]...: everything, in build/<name>, several files in one
 cross_build() {
     name=$1 toolchain=$2
     shift 2
-    cmake -G Ninja -S . -B "build/$name" -DZEP_WERROR=ON -DCMAKE_BUILD_TYPE=Release \
+    cmake -G Ninja -S . -B "build/$name" -DZEP_WERROR=ON -DCMAKE_BUILD_TYPE=MinSizeRel \
+        -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12 \
         "-DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/$toolchain.cmake" "$@" >"build-$name.log" 2>&1 ||
         { cat "build-$name.log"; return 1; }
     rm -f "build-$name.log"

@@ -27,6 +27,7 @@ constexpr uint32_t ACK_SIZE = 4;       // the longest acknowledgement that is ev
 constexpr uint32_t ACK_RESERVE = 256;  // room of the outbox that is theirs
 constexpr uint32_t LINK_RESERVE = 16;  // ... and of a PINGREQ and a DISCONNECT
 constexpr uint32_t PUBLISH_FLAGS_DUP = 8;
+constexpr uint32_t EXPIRY_SIZE = 4;  // bytes of a Message Expiry Interval
 
 enum class link_phase : uint8_t {
     IDLE,      // disconnected by the application

@@ -13,7 +13,6 @@ namespace {
 constexpr uint8_t QOS_NOT_SUPPORTED = 0x9B;
 constexpr uint8_t RETAIN_NOT_SUPPORTED = 0x9A;
 constexpr uint8_t PACKET_TOO_LARGE = 0x95;
-constexpr uint32_t EXPIRY_SIZE = 4;
 constexpr uint8_t RETAIN_FLAG = 1;
 
 // What the broker of this connection has announced not to take.

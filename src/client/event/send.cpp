@@ -11,8 +11,6 @@ namespace zep {
 
 namespace {
 
-constexpr uint32_t EXPIRY_SIZE = 4;
-
 int32_t check_message(const event_client &client, const zep_mqtt_sdk_msg &msg) {
     if (msg.topic == nullptr || (msg.payload == nullptr && msg.payload_len != 0) || msg.qos > 2 ||
         !strict::is_topic_name(strict::view_of(msg.topic))) {

@@ -17,7 +17,7 @@ namespace {
 using zep::byte_reader;
 
 // The shortest packet that is looked at.
-constexpr uint32_t SHORTEST = 3;
+constexpr uint32_t SHORTEST_CONNACK = 3;
 
 enum class kind : uint8_t { number, text };
 
@@ -195,7 +195,7 @@ int32_t read_flags_and_reason(byte_reader &body, mqtt50_connack *connack) {
     return MQTT_OK;
 }
 
-int32_t refuse_arguments(uint32_t length) {
+int32_t refuse_connack_arguments(uint32_t length) {
     LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 CONNACK解码:入参非法/报文过短 len=%d", length);
     return MQTT_ERR_INVALID_PARAM;
 }
@@ -203,8 +203,8 @@ int32_t refuse_arguments(uint32_t length) {
 }  // namespace
 
 int32_t zep::v50::decode_connack(const packet_view &packet, mqtt50_connack *connack) {
-    if (packet.given < SHORTEST) {
-        return refuse_arguments(packet.given);
+    if (packet.given < SHORTEST_CONNACK) {
+        return refuse_connack_arguments(packet.given);
     }
     *connack = {};
     if (packet.first() != first_byte(MQTT_PACKET_CONNACK)) {
@@ -233,7 +233,7 @@ int32_t zep::v50::decode_connack(const packet_view &packet, mqtt50_connack *conn
 
 int32_t mqtt50_connack_decode(const uint8_t *data, uint32_t length, mqtt50_connack *connack) {
     if (data == nullptr || connack == nullptr) {
-        return refuse_arguments(length);
+        return refuse_connack_arguments(length);
     }
     return zep::v50::decode_connack(zep::open_packet(data, length, zep::REMAINING_MAX), connack);
 }

@@ -11,7 +11,7 @@ namespace {
 
 constexpr uint32_t SMALLEST_DISCONNECT_BUFFER = 16;
 
-int32_t refuse_buffer() {
+int32_t refuse_disconnect_buffer() {
     LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 DISCONN: 缓冲区过小");
     return MQTT_ERR_BUFFER_FULL;
 }
@@ -32,13 +32,13 @@ int32_t mqtt50_disconnect_encode(const mqtt50_disconnect *disconnect, uint8_t *b
         return MQTT_ERR_INVALID_PARAM;
     }
     if (*length < SMALLEST_DISCONNECT_BUFFER) {
-        return refuse_buffer();
+        return refuse_disconnect_buffer();
     }
     zep::packet_writer packet =
         zep::v50::begin_in_cleared(buffer, *length, zep::first_byte(MQTT_PACKET_DISCONNECT));
     zep::v50::write_disconnect(packet, disconnect->reason_code, disconnect->session_expiry);
     if (!zep::v50::finish(packet, buffer, length)) {
-        return refuse_buffer();
+        return refuse_disconnect_buffer();
     }
     LOG_INFO("MQTT5.0_PROTOCOL: ✅ MQTT50 DISCONN编码完成:总长度=%d,断开原因码=0x%02X,会话过期=%ds",
              *length, disconnect->reason_code, disconnect->session_expiry);

@@ -17,7 +17,7 @@ bool carries_msg_id(uint8_t qos) {
     return qos == 1 || qos == 2;
 }
 
-int32_t refuse_buffer() {
+int32_t refuse_publish_buffer() {
     LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 PUB: 缓冲区过小");
     return MQTT_ERR_BUFFER_FULL;
 }
@@ -34,7 +34,7 @@ int32_t check(const mqtt50_publish &publish, size_t topic_len, uint32_t capacity
     }
     const uint64_t needed = uint64_t{MQTT50_PUBLISH_HEADROOM} + topic_len + publish.payload_len;
     if (capacity < needed) {
-        return refuse_buffer();
+        return refuse_publish_buffer();
     }
     if (needed > MQTT_REMAINING_LEN_MAX) {
         LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 PUB: 报文超过最大长度限制");
@@ -84,7 +84,7 @@ int32_t mqtt50_publish_encode(const mqtt50_publish *publish, uint8_t *buffer, ui
         buffer, *length, zep::first_byte(MQTT_PACKET_PUBLISH, zep::publish_flags(view)));
     zep::v50::write_publish(packet, view);
     if (!zep::v50::finish(packet, buffer, length)) {
-        return refuse_buffer();
+        return refuse_publish_buffer();
     }
     LOG_INFO(
         "MQTT5.0_PROTOCOL: ✅ MQTT50 PUB编码完成:总长度=%d,主题=%s,QoS=%d,报文ID=%d,过期时间=%ds",

@@ -10,9 +10,9 @@
 
 namespace {
 
-constexpr uint32_t SHORTEST = 5;
+constexpr uint32_t SHORTEST_SUBACK = 5;
 
-int32_t refuse_arguments() {
+int32_t refuse_suback_arguments() {
     LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 SUBACK解码:入参非法/报文过短");
     return MQTT_ERR_INVALID_PARAM;
 }
@@ -33,8 +33,8 @@ bool read_suback(const packet_view &packet, suback_view *suback) {
 }
 
 int32_t decode_suback(const packet_view &packet, mqtt50_suback *suback) {
-    if (packet.given < SHORTEST) {
-        return refuse_arguments();
+    if (packet.given < SHORTEST_SUBACK) {
+        return refuse_suback_arguments();
     }
     *suback = {};
     suback_view view;
@@ -57,7 +57,7 @@ int32_t decode_suback(const packet_view &packet, mqtt50_suback *suback) {
 
 int32_t mqtt50_suback_decode(const uint8_t *data, int32_t length, mqtt50_suback *suback) {
     if (data == nullptr || length < 0 || suback == nullptr) {
-        return refuse_arguments();
+        return refuse_suback_arguments();
     }
     const auto size = static_cast<uint32_t>(length);
     return zep::v50::decode_suback(zep::open_packet(data, size, zep::REMAINING_MAX), suback);

@@ -8,7 +8,7 @@
 
 namespace {
 
-int32_t refuse_buffer() {
+int32_t refuse_suback_buffer() {
     LOG_ERROR("MQTT5.0_PROTOCOL: MQTT50 SUBACK: 缓冲区过小");
     return MQTT_ERR_BUFFER_FULL;
 }
@@ -22,14 +22,14 @@ int32_t mqtt50_suback_encode(const mqtt50_suback *suback, uint8_t *buffer, uint3
         return MQTT_ERR_INVALID_PARAM;
     }
     if (*length <= suback->count + 7U) {
-        return refuse_buffer();
+        return refuse_suback_buffer();
     }
     zep::packet_writer packet(buffer, *length, zep::first_byte(MQTT_PACKET_SUBACK));
     packet.u16(suback->msg_id);
     zep::v50::write_no_properties(packet);
     packet.bytes(suback->reason_codes, suback->count);
     if (!zep::v50::finish(packet, buffer, length)) {
-        return refuse_buffer();
+        return refuse_suback_buffer();
     }
     LOG_INFO("MQTT5.0_PROTOCOL: ✅ MQTT50 SUBACK编码完成:msgid=%d,订阅数=%d", suback->msg_id,
              suback->count);

@@ -9,9 +9,9 @@
 
 namespace {
 
-constexpr uint32_t SHORTEST = 4;
+constexpr uint32_t SHORTEST_UNSUBACK = 4;
 
-int32_t refuse_arguments() {
+int32_t refuse_unsuback_arguments() {
     LOG_ERROR("MQTT5.0_PROTOCOL: 5.0 UNSUBACK解码:入参非法/报文过短");
     return MQTT_ERR_INVALID_PARAM;
 }
@@ -19,8 +19,8 @@ int32_t refuse_arguments() {
 }  // namespace
 
 int32_t zep::v50::decode_unsuback(const packet_view &packet, mqtt50_ack *ack) {
-    if (packet.given < SHORTEST) {
-        return refuse_arguments();
+    if (packet.given < SHORTEST_UNSUBACK) {
+        return refuse_unsuback_arguments();
     }
     *ack = {};
     suback_view view;
@@ -36,7 +36,7 @@ int32_t zep::v50::decode_unsuback(const packet_view &packet, mqtt50_ack *ack) {
 
 int32_t mqtt50_unsuback_decode(const uint8_t *data, uint32_t length, mqtt50_ack *ack) {
     if (data == nullptr || ack == nullptr) {
-        return refuse_arguments();
+        return refuse_unsuback_arguments();
     }
     return zep::v50::decode_unsuback(zep::open_packet(data, length, zep::REMAINING_MAX), ack);
 }
