@@ -24,7 +24,7 @@ tcp_connection &of(void *connection) {
 }
 
 // A connection that failed at once is told by progress, with its error.
-void *open(void *, const zep_mqtt_sdk_address *address) {
+void *tcp_open(void *, const zep_mqtt_sdk_address *address) {
     auto *connection = static_cast<tcp_connection *>(heap_block(sizeof(tcp_connection)));
     if (connection != nullptr) {
         *connection = {-1, 0, false};
@@ -33,7 +33,7 @@ void *open(void *, const zep_mqtt_sdk_address *address) {
     return connection;
 }
 
-int32_t progress(void *connection) {
+int32_t tcp_progress(void *connection) {
     tcp_connection &tcp = of(connection);
     if (tcp.sock == -1) {
         return ZEP_MQTT_SDK_TRANSPORT_FAILED;
@@ -43,27 +43,27 @@ int32_t progress(void *connection) {
     return result;
 }
 
-int32_t send(void *connection, const uint8_t *data, uint32_t length) {
+int32_t tcp_send(void *connection, const uint8_t *data, uint32_t length) {
     return stream_send(of(connection).sock, data, length, &of(connection).error);
 }
 
-int32_t receive(void *connection, uint8_t *buffer, uint32_t capacity) {
+int32_t tcp_receive(void *connection, uint8_t *buffer, uint32_t capacity) {
     return stream_receive(of(connection).sock, buffer, capacity, &of(connection).error);
 }
 
-int32_t socket(void *connection) {
+int32_t tcp_socket(void *connection) {
     return of(connection).sock;
 }
 
-uint32_t interest(void *connection, uint32_t wanted) {
+uint32_t tcp_interest(void *connection, uint32_t wanted) {
     return of(connection).up ? wanted : uint32_t{ZEP_MQTT_SDK_WRITABLE};
 }
 
-int32_t error(void *connection) {
+int32_t tcp_error(void *connection) {
     return of(connection).error;
 }
 
-void close(void *connection) {
+void tcp_close(void *connection) {
     if (of(connection).sock != -1) {
         stream_close(of(connection).sock);
     }
@@ -72,14 +72,14 @@ void close(void *connection) {
 
 constexpr zep_mqtt_sdk_transport TCP = {sizeof(zep_mqtt_sdk_transport),
                                         nullptr,
-                                        open,
-                                        progress,
-                                        send,
-                                        receive,
-                                        socket,
-                                        interest,
-                                        error,
-                                        close};
+                                        tcp_open,
+                                        tcp_progress,
+                                        tcp_send,
+                                        tcp_receive,
+                                        tcp_socket,
+                                        tcp_interest,
+                                        tcp_error,
+                                        tcp_close};
 
 }  // namespace
 

@@ -65,11 +65,11 @@ std::string read_some(int socket) {
     return std::string(buffer, got > 0 ? static_cast<size_t>(got) : 0);
 }
 
-void send_datagram(int socket, uint16_t port, const std::string &bytes) {
+void send_datagram(int socket, uint16_t port, const std::string &datagram) {
     const sockaddr_in to = loopback(port);
-    EXPECT_EQ(sendto(socket, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr *>(&to),
-                     sizeof to),
-              static_cast<ssize_t>(bytes.size()));
+    EXPECT_EQ(sendto(socket, datagram.data(), datagram.size(), 0,
+                     reinterpret_cast<const sockaddr *>(&to), sizeof to),
+              static_cast<ssize_t>(datagram.size()));
 }
 
 bool send_all(int socket, const std::vector<uint8_t> &data) {

@@ -44,7 +44,7 @@ int connect_loopback(uint16_t port);
 bool readable(int socket, int timeout_ms = 2000);
 // What one read gives; empty at the end of the stream and when nothing comes.
 std::string read_some(int socket);
-void send_datagram(int socket, uint16_t port, const std::string &bytes);
+void send_datagram(int socket, uint16_t port, const std::string &datagram);
 // False: the peer has gone, or has taken nothing for five seconds.
 bool send_all(int socket, const std::vector<uint8_t> &data);
 // What is sent goes out at once, in packets of its own.
