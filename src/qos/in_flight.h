@@ -40,6 +40,7 @@ struct exchange {
     uint8_t qos;   // of a message, or asked for
     exchange_step step;
     bool on_wire;      // its packet of this step has gone out on this connection
+    bool counted;      // ... and counts against what the broker takes at a time
     bool sent_before;  // ... or on an earlier one, so that a repetition carries DUP
     bool settled;      // has its fate, also when the exchange goes on
     bool reporting;    // stands in the queue of fates to be reported

@@ -69,6 +69,21 @@ TEST_P(event_subscriptions, unanswered_requests_go_out_again_and_are_bounded) {
     expect_heard(rest);
 }
 
+TEST_P(event_subscriptions, an_open_request_is_younger_than_what_was_granted) {
+    connect();
+    EXPECT_EQ(zep_mqtt_sdk_client_subscribe_to(handle, "a/#", 1, nullptr), ZEP_MQTT_SDK_OK);
+    broker.expect(v->subscribe, 129);
+    hear(v->suback, 129, {"subscribed a/# 01"});
+    EXPECT_EQ(zep_mqtt_sdk_client_unsubscribe_from(handle, "a/#", nullptr), ZEP_MQTT_SDK_OK);
+    broker.expect(v->unsubscribe, 130);
+    lose_link();
+    greet(connect_packet(), v->connack);
+    expect_heard({connected()});
+    broker.expect(v->unsubscribe, 130);
+    broker.expect_nothing();
+    hear(v->unsuback, 130, {"unsubscribed a/# 00"});
+}
+
 using event_loop = event_both;
 INSTANTIATE_TEST_SUITE_P(, event_loop, testing::Values(&V311), event_version_name);
 

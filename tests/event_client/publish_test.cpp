@@ -141,6 +141,42 @@ TEST_P(event_publish, what_has_expired_is_not_sent) {
     broker.expect_nothing();
 }
 
+TEST_P(event_publish, what_expired_in_flight_does_not_count_on_the_next_connection) {
+    options.resume_session = 1;
+    options.accept_offline = 1;
+    options.qos2_window = 1;
+    open();
+    zep_mqtt_sdk_client_connect(handle);
+    const auto begin = [&](const char *connack) {
+        turn();
+        broker.accept();
+        turn();
+        (void)broker.take(is_50() ? 27 : 16);
+        broker.send(is_50() && connack == v->connack ? "20 06 00 00 03 21 0001"
+                    : is_50()                        ? "20 06 01 00 03 21 0001"
+                                                     : connack);
+        turn();
+    };
+    begin(v->connack);
+    expect_heard({connected()});
+    send(2, "hi", "t", 5);
+    (void)broker.take(is_50() ? 15 : 9);
+    move_time(5001);
+    lose_link();
+    begin(v->connack_present);
+    expect_heard({connected(true), "m1 expired"});
+    broker.expect_nothing();
+    // The broker has it all the same, and carries it to its end.
+    hear(PUBREC, 1, {});
+    broker.expect(PUBREL, 1);
+    hear(PUBCOMP, 1, {});
+    send(2);
+    broker.expect(v->publish2, 2);
+    hear(PUBREC, 2, {});
+    broker.expect(PUBREL, 2);
+    hear(PUBCOMP, 2, {"m2 delivered"});
+}
+
 TEST_P(event_publish, a_full_outbound_buffer_refuses_whole_messages_and_tells_of_room) {
     connect();
     const std::string big(4000, 'x');

@@ -1,5 +1,6 @@
 // What becomes of what arrives.
 #include "event_client/event_fixture.h"
+#include "support/failing_malloc.h"
 #include "support/socket_calls.h"
 
 using namespace zep_test;
@@ -262,4 +263,26 @@ TEST_P(event_receive, only_a_sound_connack_begins_a_connection) {
         handle = nullptr;
     }
     open();
+}
+
+TEST_P(event_receive, what_there_was_no_memory_for_is_delivered_when_it_comes_again) {
+    options.resume_session = options.manual_acknowledge = 1;
+    config.clean_start = 0;
+    const std::string connect_again =
+        is_50() ? "10 19 0004 'MQTT' 05 00 003c 0a 11 00000e10 27 00001000 0002 'c1'"
+                : connect_packet(false);
+    open();
+    zep_mqtt_sdk_client_connect(handle);
+    greet(connect_again, v->connack);
+    expect_heard({connected()});
+    {
+        const failing_malloc starved(1);  // the identifiers received are noted, the receipt is not
+        hear(v->publish2, 8, {"lost cause=7 code=00"});
+        EXPECT_TRUE(starved.has_failed());
+    }
+    broker.scripted_broker::close();
+    move_time(60000);
+    greet(connect_again, v->connack_present);
+    expect_heard({connected(true)});
+    hear(v->publish2_dup, 8, {"message t [hi] qos=2 dup"});
 }

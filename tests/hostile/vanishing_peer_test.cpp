@@ -13,6 +13,8 @@
 #include <thread>
 #include <unistd.h>
 
+#include <zep_mqtt_sdk_event.h>
+
 #include "support/client_fixture.h"
 #include "support/mosquitto.h"
 
@@ -187,6 +189,77 @@ TEST_P(vanishing_peer_test, is_noticed_and_the_next_connection_works) {
     EXPECT_EQ(publish(1), 0);
     loop_until({"PUBACK ok id=1"}, 5s);
     EXPECT_EQ(messages_cached() + identifiers_in_use(), 0u);
+}
+
+// An event-driven handle notices by its own clock: half the interval until the PINGREQ, and then
+// the time that a PINGRESP has, whether a message is under way or not.
+class event_vanishing_peer_test : public vanishing_peer_test {};
+INSTANTIATE_TEST_SUITE_P(, event_vanishing_peer_test,
+                         testing::Combine(testing::Values(&V311, &V50),
+                                          testing::Values(SILENCES[0], SILENCES[1])),
+                         [](const auto &tested) {
+                             return std::string(std::get<1>(tested.param).name) +
+                                    (std::get<0>(tested.param) == &V50 ? "_v50" : "_v311");
+                         });
+
+TEST_P(event_vanishing_peer_test, is_noticed_and_the_message_delivered) {
+    struct seen {
+        int connected = 0, delivered = 0;
+        uint32_t cause = 0;
+    } so_far;
+    zep_mqtt_sdk_config asked = {};
+    asked.client_id = "c1";
+    asked.broker_host = "192.0.2.2";
+    asked.broker_port = 1883;
+    asked.keep_alive = 10;
+    asked.mqtt_ver = is_50() ? ZEP_MQTT_SDK_VERSION_50 : ZEP_MQTT_SDK_VERSION_311;
+    zep_mqtt_sdk_options options = {};
+    options.size = sizeof options;
+    options.first_backoff_ms = options.longest_backoff_ms = 100;
+    options.connect_timeout_ms = 1000;
+    options.pingresp_timeout_ms = 2000;
+    zep_mqtt_sdk_listener listener = {};
+    listener.size = sizeof listener;
+    listener.link = [](zep_mqtt_sdk_client *, void *user, const zep_mqtt_sdk_link_event *event) {
+        auto &seen_so_far = *static_cast<seen *>(user);
+        seen_so_far.connected += event->link == ZEP_MQTT_SDK_LINK_CONNECTED ? 1 : 0;
+        if (event->link == ZEP_MQTT_SDK_LINK_LOST) {
+            seen_so_far.cause = event->cause;
+        }
+    };
+    listener.fate = [](zep_mqtt_sdk_client *, void *user, const zep_mqtt_sdk_fate_event *event) {
+        static_cast<seen *>(user)->delivered += event->fate == ZEP_MQTT_SDK_FATE_DELIVERED ? 1 : 0;
+    };
+    zep_mqtt_sdk_client *handle = zep_mqtt_sdk_client_open(&asked, &options, &listener, &so_far);
+    ASSERT_NE(handle, nullptr);
+    zep_mqtt_sdk_client_connect(handle);
+    const auto serve_until = [&](std::chrono::milliseconds bound, const auto &holds) {
+        for (const auto end = steady_clock::now() + bound; !holds() && steady_clock::now() < end;) {
+            zep_mqtt_sdk_client_loop_for(handle, 50);
+        }
+        return holds();
+    };
+    ASSERT_TRUE(serve_until(5s, [&] { return so_far.connected == 1; }));
+    silence_all("inet");
+    const auto silent_since = steady_clock::now();
+    const bool under_way = std::get<1>(GetParam()).under_way;
+    const uint8_t payload = 'x';
+    const zep_mqtt_sdk_msg message = {"t", &payload, 1, 2, 0, 0};
+    if (under_way) {
+        EXPECT_EQ(zep_mqtt_sdk_client_send(handle, &message, nullptr), ZEP_MQTT_SDK_OK);
+    }
+    EXPECT_TRUE(serve_until(20s, [&] { return so_far.cause != 0; }));
+    const auto noticed = steady_clock::now() - silent_since;
+    EXPECT_EQ(so_far.cause, uint32_t{ZEP_MQTT_SDK_CAUSE_SILENCE});
+    EXPECT_LE(noticed, 7500ms);
+    std::cerr << "noticed after " << noticed / 1ms << " ms of at most 7500 ms\n";
+    const std::jthread meanwhile = end_silence_after(1s, "inet");
+    EXPECT_TRUE(serve_until(10s, [&] { return so_far.connected == 2; }));
+    if (!under_way) {
+        EXPECT_EQ(zep_mqtt_sdk_client_send(handle, &message, nullptr), ZEP_MQTT_SDK_OK);
+    }
+    EXPECT_TRUE(serve_until(5s, [&] { return so_far.delivered == 1; }));
+    zep_mqtt_sdk_client_destroy(handle);
 }
 
 }  // namespace

@@ -47,5 +47,11 @@ using client_maker =
 // A client of the basic interface.
 std::unique_ptr<soak_client> make_basic_client(const client_settings &settings,
                                                client_listener &listener);
+// An event-driven handle that asks for a new session with every connection, and one that resumes
+// it.
+std::unique_ptr<soak_client> make_event_client(const client_settings &settings,
+                                               client_listener &listener);
+std::unique_ptr<soak_client> make_resuming_client(const client_settings &settings,
+                                                  client_listener &listener);
 
 }  // namespace zep_test

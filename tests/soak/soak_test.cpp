@@ -33,8 +33,24 @@ int setting(const char *name, int otherwise) {
     return value != nullptr ? std::atoi(value) : otherwise;
 }
 
-struct plan {
+// mosquitto saves what it knows when it is asked to end, and not at every change.
+const std::string PERSISTENT = std::string(NO_LIMITS) + "persistence true\nautosave_interval 1\n";
+
+struct kind {
+    const char *name;
     client_maker make_client;
+    promise held;
+
+    bool resumes() const { return held >= promise::saved; }
+    std::string configuration() const { return resumes() ? PERSISTENT : NO_LIMITS; }
+};
+const kind BASIC = {"", make_basic_client, promise::basic};
+const kind EVENT = {"_event", make_event_client, promise::anew};
+const kind RESUMING = {"_resuming", make_resuming_client, promise::saved};
+const kind KEEPING = {"_keeping", make_resuming_client, promise::kept};
+
+struct plan {
+    kind client;
     int parties, threads;
     std::vector<uint32_t> versions;  // of one party after the other
     bool unreliable_wires;
@@ -57,8 +73,8 @@ class company {
             const auto seed = static_cast<unsigned>(i) + 1;
             parties_.push_back(std::make_unique<party>(
                 i, plan_.versions[static_cast<size_t>(i) % plan_.versions.size()], broker_port,
-                plan_.unreliable_wires ? std::optional(seed) : std::nullopt, plan_.make_client,
-                ledgers_));
+                plan_.unreliable_wires ? std::optional(seed) : std::nullopt,
+                plan_.client.make_client, ledgers_));
         }
         for (int i = 0; i < plan_.threads; i++) {
             threads_.emplace_back([this, i](const std::stop_token &ending) { drive(i, ending); });
@@ -68,9 +84,12 @@ class company {
     company &operator=(const company &) = delete;
 
     void restart(mosquitto &broker) {
+        if (plan_.client.held == promise::kept) {
+            return;
+        }
         std::transform(parties_.begin(), parties_.end(), subscriptions_.begin(),
                        [](const auto &each) { return each->subscriptions.load(); });
-        broker.kill();
+        plan_.client.resumes() ? broker.stop() : broker.kill();
         broker.start();
     }
     // Whether everybody has subscribed since the last restart.
@@ -101,7 +120,7 @@ class company {
     void close_accounts() const {
         table sums[3];
         for (const ledger &each : ledgers_) {
-            each.close_accounts(sums);
+            each.close_accounts(plan_.client.held, sums);
         }
         for (const auto &[title, count] : sums[0]) {
             printf("%20s: %8u at QoS 0, %8u at QoS 1, %8u at QoS 2\n", title.c_str(), count,
@@ -112,7 +131,8 @@ class company {
             EXPECT_GT(sum["accepted"], 0u);
             EXPECT_GT(sum["done"], sum["accepted"] / 2);
             EXPECT_GT(sum["must be delivered"], sum["accepted"] / 4);
-            EXPECT_TRUE(plan_.unreliable_wires || sum["given up"] == 0);
+            EXPECT_TRUE((plan_.unreliable_wires && plan_.client.held == promise::basic) ||
+                        sum["given up"] == 0);
         }
     }
 
@@ -170,16 +190,22 @@ class company {
     std::vector<std::jthread> threads_;
 };
 
-class dying_broker_test : public testing::TestWithParam<uint32_t> {};
+class dying_broker_test : public testing::TestWithParam<std::tuple<kind, uint32_t>> {};
 INSTANTIATE_TEST_SUITE_P(, dying_broker_test,
-                         testing::Values(ZEP_MQTT_SDK_VERSION_311, ZEP_MQTT_SDK_VERSION_50),
-                         [](const auto &tested) { return tested.param == 0 ? "v311" : "v50"; });
+                         testing::Combine(testing::Values(BASIC, EVENT, RESUMING),
+                                          testing::Values(ZEP_MQTT_SDK_VERSION_311,
+                                                          ZEP_MQTT_SDK_VERSION_50)),
+                         [](const auto &tested) {
+                             return (std::get<1>(tested.param) == 0 ? "v311" : "v50") +
+                                    std::string(std::get<0>(tested.param).name);
+                         });
 
 TEST_P(dying_broker_test, loses_nothing_of_ours) {
     agent_log_set_level(AGENT_LOG_FATAL);
     const int deaths = setting("ZEP_DEATHS", 50);
-    mosquitto broker(NO_LIMITS);
-    company two({make_basic_client, 2, 1, {GetParam()}, false, milliseconds(3), seconds(0), 100000},
+    const auto &[client, version] = GetParam();
+    mosquitto broker(client.configuration());
+    company two({client, 2, 1, {version}, false, milliseconds(3), seconds(0), 100000},
                 broker.port());
     std::minstd_rand random(1);
     for (int i = 0; i < deaths; i++) {
@@ -193,11 +219,16 @@ TEST_P(dying_broker_test, loses_nothing_of_ours) {
     two.close_accounts();
 }
 
-TEST(threads_test, each_drives_opens_and_closes_its_own_client) {
+class threads_test : public testing::TestWithParam<kind> {};
+INSTANTIATE_TEST_SUITE_P(, threads_test, testing::Values(BASIC, EVENT), [](const auto &tested) {
+    return "client" + std::string(tested.param.name);
+});
+
+TEST_P(threads_test, each_drives_opens_and_closes_its_own_client) {
     agent_log_set_level(AGENT_LOG_FATAL);
     const int duration = setting("ZEP_SECONDS", 4);
     mosquitto broker(NO_LIMITS);
-    company eight({make_basic_client, 8, 8, {0, 1}, false, milliseconds(5), seconds(1), 100000},
+    company eight({GetParam(), 8, 8, {0, 1}, false, milliseconds(5), seconds(1), 100000},
                   broker.port());
     std::this_thread::sleep_for(seconds(duration));
     ASSERT_TRUE(eight.settle(seconds(60)));
@@ -216,13 +247,19 @@ footprint measure() {
     return {pages * sysconf(_SC_PAGESIZE) / 1024, std::distance(descriptors, end)};
 }
 
-TEST(soak_test, leaves_nothing_behind) {
+class soak_test : public testing::TestWithParam<kind> {};
+INSTANTIATE_TEST_SUITE_P(, soak_test, testing::Values(BASIC, EVENT, RESUMING, KEEPING),
+                         [](const auto &tested) {
+                             return "client" + std::string(tested.param.name);
+                         });
+
+TEST_P(soak_test, leaves_nothing_behind) {
     agent_log_set_level(AGENT_LOG_FATAL);
     const int clients = setting("ZEP_CLIENTS", 6);
     const seconds duration(setting("ZEP_SECONDS", 10));
     const milliseconds pause(100);
-    mosquitto broker(NO_LIMITS);
-    company all({make_basic_client,
+    mosquitto broker(GetParam().configuration());
+    company all({GetParam(),
                  clients,
                  std::min(clients, 10),
                  {0, 1},
@@ -249,8 +286,9 @@ TEST(soak_test, leaves_nothing_behind) {
     printf(
         "%d clients, %lld s, %u faults of wires, %d restarts of the broker: resident %ld KiB, then %ld KiB; "
         "descriptors %ld, then %ld\n",
-        clients, static_cast<long long>(duration.count()), all.wire_faults(), lives,
-        before.resident_kib, after.resident_kib, before.descriptors, after.descriptors);
+        clients, static_cast<long long>(duration.count()), all.wire_faults(),
+        GetParam().held == promise::kept ? 0 : lives, before.resident_kib, after.resident_kib,
+        before.descriptors, after.descriptors);
     EXPECT_GT(all.wire_faults(), 0u);
     EXPECT_EQ(after.descriptors, before.descriptors);
 #ifndef ZEP_SANITIZED  // which remembers what was freed

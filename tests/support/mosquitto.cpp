@@ -93,6 +93,7 @@ void mosquitto::configure(const std::string &more) {
         << "listener " << port_ << " 127.0.0.1\n"
         << "user root\n"  // heeded only when the tests run as root: the files here are root's then
         << "set_tcp_nodelay true\n"
+        << "persistence_location " << directory_ << "/\n"
         << more;
 }
 

@@ -109,6 +109,10 @@ void take_message(event_client &client, strict::publish &publish, bool readable)
     if (manual) {
         receipt = client.receipts.add(publish.id, publish.qos);
         if (receipt == 0) {
+            if (publish.qos == 2) {
+                // Nobody has heard of it: the broker's repetition is the first one.
+                received_ids_remove(client.received_qos2, publish.id);
+            }
             lose_for_memory(client);
             return;
         }
@@ -159,8 +163,10 @@ exchange *find_exchange(event_client &client, uint16_t id, uint8_t type, uint8_t
 }
 
 void finish_message(event_client &client, exchange &entry, uint8_t code) {
-    --client.on_wire;
-    client.qos2_on_wire -= entry.qos == 2 ? 1 : 0;
+    if (entry.counted) {
+        --client.on_wire;
+        client.qos2_on_wire -= entry.qos == 2 ? 1 : 0;
+    }
     client.exchanges.finish(
         &entry, {.fate = static_cast<uint8_t>(code >= FAILURE ? ZEP_MQTT_SDK_FATE_REFUSED
                                                               : ZEP_MQTT_SDK_FATE_DELIVERED),
@@ -243,8 +249,10 @@ void on_disconnect(event_client &client, const strict::packet &packet) {
         return;
     }
     char reason[256] = {};
-    std::memcpy(reason, answer.reason_string.data,
-                std::min(answer.reason_string.size, sizeof reason - 1));
+    if (answer.reason_string.size != 0) {  // without one there is no address either
+        std::memcpy(reason, answer.reason_string.data,
+                    std::min(answer.reason_string.size, sizeof reason - 1));
+    }
     lose_connection(client, {.cause = ZEP_MQTT_SDK_CAUSE_BROKER,
                              .broker_code = answer.code,
                              .reason = reason[0] != '\0' ? reason : nullptr});

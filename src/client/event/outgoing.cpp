@@ -66,9 +66,10 @@ void refresh_expiry(exchange &entry, uint8_t *packet, uint64_t now) {
     }
 }
 
-void count_on_wire(event_client &client, uint8_t qos) {
+void count_on_wire(event_client &client, exchange &entry) {
+    entry.counted = true;
     ++client.on_wire;
-    client.qos2_on_wire += qos == 2 ? 1 : 0;
+    client.qos2_on_wire += entry.qos == 2 ? 1 : 0;
 }
 
 // False: not now.
@@ -78,7 +79,7 @@ bool put_exchange(event_client &client, exchange &entry, uint64_t now) {
             return false;
         }
         put_ack(client, MQTT_PACKET_PUBREL, entry.id);
-        count_on_wire(client, entry.qos);
+        count_on_wire(client, entry);
         return true;
     }
     const bool message = entry.type == MQTT_PACKET_PUBLISH;
@@ -92,7 +93,7 @@ bool put_exchange(event_client &client, exchange &entry, uint64_t now) {
             packet[0] |= PUBLISH_FLAGS_DUP;
         }
         refresh_expiry(entry, packet, now);
-        count_on_wire(client, entry.qos);
+        count_on_wire(client, entry);
     }
     entry.step = exchange_step::SENT;
     entry.sent_before = true;
@@ -210,7 +211,7 @@ void rewind_exchanges(event_client &client, bool session_present) {
     exchange *next = nullptr;
     for (exchange *entry = client.exchanges.first(); entry != nullptr; entry = next) {
         next = entry->next;
-        entry->on_wire = false;
+        entry->on_wire = entry->counted = false;
         if (entry->ended) {
             continue;
         }

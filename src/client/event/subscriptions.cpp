@@ -67,6 +67,18 @@ int32_t check_request(const event_client &client, uint8_t type, const char *filt
     return ZEP_MQTT_SDK_OK;
 }
 
+// Whether a request for a filter goes out on this connection. It is younger than the filter that
+// was granted, and is what the application wants.
+bool is_asked_for(const event_client &client, const char *filter) {
+    for (exchange *entry = client.exchanges.first(); entry != nullptr; entry = entry->next) {
+        if (entry->type != MQTT_PACKET_PUBLISH && !entry->ended &&
+            std::strcmp(request_filter(*entry), filter) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // Lays the request out as an exchange, with its filter as a text behind the packet.
 exchange *add_request(event_client &client, request_view &request, uint32_t length,
                       in_flight::refusal &refusal) {
@@ -127,6 +139,9 @@ int32_t request_subscription(event_client &client, uint8_t type, const char *fil
 void subscribe_again(event_client &client) {
     for (uint32_t i = 0; i < client.filter_count; ++i) {
         const kept_filter &filter = client.filters[i];
+        if (is_asked_for(client, filter.text)) {
+            continue;
+        }
         request_view request = {MQTT_PACKET_SUBSCRIBE, filter.text, filter.qos, 0};
         in_flight::refusal refusal;
         if (add_request(client, request, request_length(client.version, request), refusal) ==
