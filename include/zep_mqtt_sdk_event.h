@@ -19,7 +19,8 @@
  *
  * Threads: one thread at a time drives a handle and hears its callbacks. Any thread may call send,
  * send_all, subscribe_to, unsubscribe_from, cancel, acknowledge, wake and the read-outs at any
- * time, also while the loop waits. Handles on different threads share no lock.
+ * time, also while the loop waits. Handles on different threads share no lock. A handle is
+ * destroyed by the thread that serves it, or when nobody does.
  *
  * Callbacks come from inside the loop calls (and, when a handle is closed, from inside
  * zep_mqtt_sdk_client_destroy()). Inside of one, everything is allowed but to loop the same handle,
@@ -301,8 +302,8 @@ ZEP_MQTT_API int32_t zep_mqtt_sdk_client_loop_for(zep_mqtt_sdk_client *client, u
  * @retval ZEP_MQTT_SDK_ERR_PARAM      clients is null and count is not 0, count is too large, or an
  *                                     entry is not event-driven; nothing was served
  * @retval ZEP_MQTT_SDK_ERR_NO_MEMORY  no memory for the wait; everything due was served
- * @retval ZEP_MQTT_SDK_ERR_BUSY       one of the handles is being served already; nothing was
- * served
+ * @retval ZEP_MQTT_SDK_ERR_BUSY       one of the handles is being served already, or is given
+ *                                     twice; nothing was served
  */
 ZEP_MQTT_API int32_t zep_mqtt_sdk_loop_all(zep_mqtt_sdk_client *const *clients, uint32_t count,
                                            uint32_t wait_ms);

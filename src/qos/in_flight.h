@@ -6,11 +6,13 @@
 
 namespace zep {
 
-// Publishes and requests have identifiers of their own, so that neither keeps the other waiting.
+// Publishes and requests have identifiers of their own, so that neither keeps the other waiting:
+// for requests as many as the application may have open, and as many again for filters that a new
+// session has to be given.
 constexpr uint16_t PUBLISH_ID_FIRST = 1;
 constexpr uint16_t PUBLISH_ID_LAST = 128;
 constexpr uint16_t REQUEST_ID_FIRST = 129;
-constexpr uint16_t REQUEST_ID_LAST = 192;
+constexpr uint16_t REQUEST_ID_LAST = 256;
 
 // How far an exchange has come. QUEUED -> SENT -> ended, or for QoS 2 QUEUED -> SENT -> RELEASED ->
 // ended. A new connection takes it back to where it has to be repeated from.

@@ -219,6 +219,24 @@ TEST_P(event_connection, may_end_inside_of_any_callback) {
     broker.expect_closed();
 }
 
+TEST_P(event_connection, a_handle_that_ends_ends_once) {
+    connect();
+    send(1), send(1);
+    broker.expect(joined({lay(v->publish1, 1), lay(v->publish1, 2)}));
+    in_fate = [&](const zep_mqtt_sdk_fate_event &) {
+        zep_mqtt_sdk_client_connect(handle);  // of a handle that is being closed: in vain
+        zep_mqtt_sdk_client_destroy(handle);
+    };
+    in_message = [&](const zep_mqtt_sdk_inbound &) { zep_mqtt_sdk_client_destroy(handle); };
+    broker.send(v->publish0);
+    turn();
+    handle = nullptr;
+    expect_heard({"message t [hi] qos=0", "m1 cancelled", "m2 cancelled"});
+    broker.expect("e0 00");
+    broker.expect_closed();
+    broker.expect_no_connection();
+}
+
 TEST_P(event_connection, one_kind_of_handle_is_not_the_other) {
     open();
     EXPECT_EQ(zep_mqtt_sdk_client_subscribe(handle, "a", 0, nullptr), ZEP_MQTT_SDK_ERR_PARAM);
@@ -301,6 +319,13 @@ TEST_F(event_announcements, are_told_and_kept_to) {
     move_time(5001);  // half of the broker's keep-alive
     turn();
     broker.expect(PINGREQ);
+}
+
+TEST_F(event_announcements, an_old_broker_refuses_in_its_own_words) {
+    open();
+    zep_mqtt_sdk_client_connect(handle);
+    greet(connect_packet(), "20 02 00 01");
+    expect_heard({"refused cause=0 code=01"});
 }
 
 TEST_F(event_announcements, a_disconnect_of_the_broker_is_told_with_its_reason) {

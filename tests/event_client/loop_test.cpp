@@ -161,6 +161,23 @@ TEST_P(event_loop, one_wait_serves_many_and_a_callback_may_destroy_any_of_them) 
     EXPECT_EQ(zep_mqtt_sdk_loop_all(nullptr, 1, 0), ZEP_MQTT_SDK_ERR_PARAM);
 }
 
+TEST_P(event_loop, a_message_of_another_thread_expires_in_time) {
+    options.accept_offline = 1;
+    open();
+    std::thread other([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        zep_mqtt_sdk_msg msg = {"t", nullptr, 0, 1, 0, 1};
+        EXPECT_EQ(zep_mqtt_sdk_client_send(handle, &msg, nullptr), ZEP_MQTT_SDK_OK);
+    });
+    EXPECT_LT(lasting([&] {
+                  zep_mqtt_sdk_client_loop_for(handle, 5000);
+                  zep_mqtt_sdk_client_loop_for(handle, 5000);
+              }),
+              3000);
+    other.join();
+    expect_heard({"unnamed expired"});
+}
+
 TEST_P(event_loop, two_threads_may_publish_on_a_handle_that_is_served) {
     connect();
     std::atomic<uint32_t> fates = 0;

@@ -168,6 +168,15 @@ TEST_P(event_receive, what_the_limits_cannot_take_is_acknowledged_and_told) {
         broker.expect(PUBACK, 0x1234);
     }
     hear(v->publish0, 0, {"message t [hi] qos=0"});
+    const bytes untold = lay("30 b0 09 0400 74*1024 78*174");
+    broker.send(bytes(untold.begin(), untold.begin() + 600));
+    turn();
+    broker.send(bytes(untold.begin() + 600, untold.end()));
+    turn(2);
+    expect_heard({"passed over why=1 topic=" + std::string(63, 't') + " size=1203 id=0 qos=0"});
+    broker.send(lay("32 b0 09 0400 74*1024 id 78*172", 0));
+    turn(2);
+    expect_heard({"lost cause=5 code=82"});
 }
 
 struct fault {

@@ -245,7 +245,7 @@ void end_for_protocol(event_client &client, uint8_t reason) {
 }
 
 void start_connecting(event_client &client) {
-    if (client.phase == link_phase::IDLE) {
+    if (client.phase == link_phase::IDLE && !client.closed) {
         client.phase = link_phase::WAITING;
         client.attempt_due_ms = platform_get_tick_ms();
         client.failed_rounds = 0;

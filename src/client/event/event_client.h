@@ -120,6 +120,7 @@ struct event_client {
     uint8_t *inbox = nullptr;
     uint32_t inbox_held = 0;
     bool more_to_read = false;
+    bool short_read_ends = false;  // a read that brings less than it could has brought all there is
     passing_packet passing;
     uint8_t *received_qos2 = nullptr;  // heap, from the first QoS 2 message on: see received_ids.h
     receipt_queue receipts;

@@ -267,8 +267,22 @@ void on_pingresp(event_client &client, const strict::packet &packet) {
     client.ping_awaited = false;
 }
 
+// A broker that knows 3.1.1 only refuses a 5.0 client in its own words (MQTT 3.1.1 §3.1.2.2).
+bool is_refusal_in_311(strict::packet packet, strict::connack &connack) {
+    connack.code = 0;
+    if (packet.version == MQTT_VERSION_50 && packet.type == MQTT_PACKET_CONNACK &&
+        packet.flags == 0 && packet.body.left() == 2 && packet.body.u8() == 0) {
+        connack.code = packet.body.u8();
+    }
+    return connack.code != 0 && connack.code < FAILURE;
+}
+
 void on_first_packet(event_client &client, const strict::packet &packet) {
     strict::connack connack;
+    if (is_refusal_in_311(packet, connack)) {
+        on_connack(client, connack, platform_get_tick_ms());
+        return;
+    }
     const uint8_t fault = packet.type == MQTT_PACKET_CONNACK
                               ? strict::read_connack(packet, connack)
                               : uint8_t{strict::REASON_PROTOCOL_ERROR};
@@ -349,7 +363,11 @@ uint32_t pass(event_client &client, const uint8_t *data, uint32_t size) {
             continue;
         }
         passing.id = static_cast<uint16_t>(passing.id << 8 | data[i]);
-        if (--passing.id_bytes_missing == 0) {
+        if (--passing.id_bytes_missing == 0 && passing.id == 0) {
+            end_for_protocol(client, strict::REASON_PROTOCOL_ERROR);
+            break;
+        }
+        if (passing.id_bytes_missing == 0) {
             char topic[sizeof passing.topic];
             std::memcpy(topic, passing.topic, sizeof topic);
             report_too_large(client, topic);
@@ -416,11 +434,19 @@ uint32_t begin_passing(event_client &client, uint8_t *data, const packet_header 
         byte_reader text = start.body;
         const uint32_t topic_size = text.u16();
         const uint32_t in_reach = static_cast<uint32_t>(text.left());
+        if (header.length + 2 + topic_size + (passing.qos != 0 ? 2 : 0) > header.total) {
+            end_for_protocol(client, strict::REASON_MALFORMED_PACKET);
+            return size;
+        }
         std::memcpy(passing.topic, text.next(),
                     std::min<size_t>(in_reach, sizeof passing.topic - 1));
         passing.id_after = topic_size > in_reach ? topic_size - in_reach : 0;
         passing.id_bytes_missing = passing.qos != 0 ? 2 : 0;
-        if (topic_size < in_reach) {
+        if (passing.qos == 0) {
+            char topic[sizeof passing.topic];
+            std::memcpy(topic, passing.topic, sizeof topic);
+            report_too_large(client, topic);
+        } else if (topic_size < in_reach) {
             // One byte of the identifier is there already.
             passing.id = text.next()[topic_size];
             passing.id_bytes_missing = 1;
@@ -486,7 +512,8 @@ void on_end_of_stream(event_client &client, int32_t result) {
 bool read_into(event_client &client, uint8_t *buffer, uint32_t held, uint32_t capacity) {
     const uint32_t wanted = std::min(capacity - held, answerable(client));
     const int32_t got = client.transport.receive(client.connection, buffer + held, wanted);
-    client.more_to_read = got > 0 && static_cast<uint32_t>(got) >= wanted;
+    client.more_to_read =
+        got > 0 && (static_cast<uint32_t>(got) >= wanted || !client.short_read_ends);
     if (got == ZEP_MQTT_SDK_TRANSPORT_AGAIN) {
         return false;
     }

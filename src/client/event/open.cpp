@@ -205,6 +205,7 @@ void take_options(event_client &client, const zep_mqtt_sdk_options &options) {
     client.resubscribe = options.no_resubscribe == 0;
     client.manual_acknowledge = options.manual_acknowledge != 0;
     client.accept_offline = options.accept_offline != 0;
+    client.short_read_ends = options.transport == nullptr;
     client.transport = options.transport != nullptr ? *options.transport : tcp_transport();
     if (client.transport.error == nullptr) {
         client.transport.error = no_error;
@@ -268,6 +269,9 @@ void close_client(event_client *client) {
     bool held = false;
     {
         const std::lock_guard guard(client->lock);
+        if (client->closed) {
+            return;  // from a callback of the call that closes it
+        }
         client->closed = true;
         stop_connecting(*client);
         report_all_cancelled(*client);

@@ -150,6 +150,7 @@ int32_t accept_message(event_client &client, const zep_mqtt_sdk_msg &msg, uint64
 
 int32_t send_messages(event_client &client, const zep_mqtt_sdk_msg *msgs, uint32_t count,
                       uint64_t *tokens, uint32_t *accepted) {
+    const uint64_t expiry_before = client.next_expiry_ms;
     int32_t status = ZEP_MQTT_SDK_OK;
     uint32_t done = 0;
     while (done < count) {
@@ -166,6 +167,9 @@ int32_t send_messages(event_client &client, const zep_mqtt_sdk_msg *msgs, uint32
     flush(client);
     if (accepted != nullptr) {
         *accepted = done;
+    }
+    if (client.next_expiry_ms < expiry_before && client.waiting != nullptr) {
+        wake(client);  // the wait has become too long
     }
     wake_if_waiting(client);
     return status;

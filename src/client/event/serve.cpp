@@ -12,6 +12,7 @@ namespace {
 
 constexpr int READS_IN_A_TURN = 8;  // then other handles have theirs
 constexpr uint64_t PACKET_TIMEOUT_MS = 60000;
+constexpr uint64_t PINGRESP_PATIENCE = 6;
 
 // A PINGREQ is due when one direction has been silent for half the keep-alive interval.
 uint64_t ping_due_ms(const event_client &client) {
@@ -19,7 +20,10 @@ uint64_t ping_due_ms(const event_client &client) {
         return NEVER;
     }
     if (client.ping_awaited) {
-        return std::max(client.ping_sent_ms, client.last_received_ms) + client.pingresp_timeout_ms;
+        // Bytes that stand in front of the answer give it time, but not for ever.
+        const uint64_t timeout = client.pingresp_timeout_ms;
+        return std::min(std::max(client.ping_sent_ms, client.last_received_ms) + timeout,
+                        client.ping_sent_ms + PINGRESP_PATIENCE * timeout);
     }
     return std::min(client.last_sent_ms, client.last_received_ms) + client.keep_alive_ms / 2;
 }
@@ -97,7 +101,7 @@ void serve_connection(event_client &client, uint64_t now) {
 bool serve(event_client &client, bool may_read) {
     const bool woken = client.woken;
     client.woken = false;
-    const bool read = may_read && read_what_waits(client);
+    const bool read = (may_read || client.more_to_read) && read_what_waits(client);
     if (client.broken) {
         const int32_t error = client.broken_error;
         lose_connection(client, {.cause = ZEP_MQTT_SDK_CAUSE_TRANSPORT, .system_error = error});

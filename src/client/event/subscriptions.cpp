@@ -107,6 +107,9 @@ int32_t request_subscription(event_client &client, uint8_t type, const char *fil
     if (length > client.max_packet_out || (client.is_up() && length > client.maximum_packet_size)) {
         return ZEP_MQTT_SDK_ERR_PACKET;
     }
+    if (client.exchanges.requests() >= KEPT_FILTERS_MAX) {
+        return ZEP_MQTT_SDK_ERR_PACKET_ID;
+    }
     if (!make_filter_room(client)) {
         return ZEP_MQTT_SDK_ERR_NO_MEMORY;
     }
