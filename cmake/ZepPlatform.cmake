@@ -23,7 +23,9 @@ else()
     set(ZEP_SHARED_LINK_OPTIONS
         -Wl,--gc-sections -Wl,-z,relro,-z,now
         # The receive thread outlives the shutdown of the library, so its code must stay.
-        -Wl,-z,nodelete)
+        -Wl,-z,nodelete
+        # Calls from one exported function to another need no table.
+        -Wl,-Bsymbolic-functions -Wl,-z,noseparate-code)
 endif()
 
 # zep_add_posix(<target>): as much of POSIX as the tests and the demonstration use, where the system
