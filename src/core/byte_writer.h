@@ -34,16 +34,7 @@ class byte_writer {
         bytes(raw, sizeof raw);
     }
 
-    void bytes(const void *data, size_t n) {
-        if (failed_ || n > capacity_ - size_) {
-            failed_ = true;
-            return;
-        }
-        if (begin_ != nullptr && n != 0) {
-            std::memcpy(begin_ + size_, data, n);
-        }
-        size_ += n;
-    }
+    void bytes(const void *data, size_t n);
 
     // Leaves n bytes for the caller to fill.
     void gap(size_t n) {

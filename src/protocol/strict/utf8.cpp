@@ -73,7 +73,8 @@ bool is_utf8(text_view text) {
 }
 
 bool has_wildcard(text_view text) {
-    return as_string(text).find_first_of("+#") != std::string_view::npos;
+    const std::string_view name = as_string(text);
+    return name.find('+') != std::string_view::npos || name.find('#') != std::string_view::npos;
 }
 
 bool is_topic_name(text_view text) {
