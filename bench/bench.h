@@ -45,15 +45,16 @@ inline double now_us() {
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
 }
-double cpu_us();         // user and system time of this process, all threads
-double resident_kib();   // memory of this process
+double cpu_us();        // user and system time of this process, all threads
+double resident_kib();  // memory of this process
 
 inline double percentile(std::vector<double> values, double part) {
     if (values.empty()) {
         return 0;
     }
     std::sort(values.begin(), values.end());
-    return values[std::min(values.size() - 1, static_cast<size_t>(part * static_cast<double>(values.size())))];
+    return values[std::min(values.size() - 1,
+                           static_cast<size_t>(part * static_cast<double>(values.size())))];
 }
 inline double median(const std::vector<double> &values) {
     return percentile(values, 0.5);

@@ -38,9 +38,12 @@ struct contender {
 };
 
 constexpr contender CONTENDERS[] = {
-    {"raw", make_raw, 1},         {"event", make_event, 1},
-    {"event 32", make_event_32, 1}, {"basic", make_basic, 1},
-    {"libmosquitto", make_mosquitto, 2}, {"Paho C", make_paho, 10},
+    {"raw", make_raw, 1},
+    {"event", make_event, 1},
+    {"event 32", make_event_32, 1},
+    {"basic", make_basic, 1},
+    {"libmosquitto", make_mosquitto, 2},
+    {"Paho C", make_paho, 10},
 };
 
 struct figures {
@@ -74,11 +77,12 @@ void print(const row &what, const figures *all, FILE *file) {
     for (size_t i = 0; i < std::size(CONTENDERS); ++i) {
         const figures &one = all[i];
         const double cpu = median(one.cpu);
-        std::printf("%-27s %-13s %7.2f us %6.2f x raw %6.2f x libmosquitto %7.3f calls %6.2f alloc"
-                    "%s\n",
-                    i == 0 ? what.name : "", CONTENDERS[i].name, cpu, cpu / median(all[0].cpu),
-                    cpu / median(all[4].cpu), one.system_calls, one.allocations,
-                    spread(one.cpu) > NOISY ? "  (noisy)" : "");
+        std::printf(
+            "%-27s %-13s %7.2f us %6.2f x raw %6.2f x libmosquitto %7.3f calls %6.2f alloc"
+            "%s\n",
+            i == 0 ? what.name : "", CONTENDERS[i].name, cpu, cpu / median(all[0].cpu),
+            cpu / median(all[4].cpu), one.system_calls, one.allocations,
+            spread(one.cpu) > NOISY ? "  (noisy)" : "");
         if (!one.latencies.empty()) {
             std::printf("%-41s p50 %.1f us, p95 %.1f us, p99 %.1f us\n", "",
                         percentile(one.latencies, 0.5), percentile(one.latencies, 0.95),
@@ -111,9 +115,10 @@ int main(int argc, char **argv) {
         noisy += spread(all[0].cpu) > NOISY ? 1 : 0;
     }
     if (noisy != 0) {
-        std::printf("The machine was too noisy to tell: in %d rows the raw floor itself differs by "
-                    "more than %.0f %% between rounds.\n",
-                    noisy, 100 * NOISY);
+        std::printf(
+            "The machine was too noisy to tell: in %d rows the raw floor itself differs by "
+            "more than %.0f %% between rounds.\n",
+            noisy, 100 * NOISY);
     }
     if (file != nullptr) {
         (void)std::fclose(file);

@@ -21,10 +21,10 @@ class mosquitto_subject : public subject {
         mosquitto_publish_callback_set(client_, [](mosquitto *, void *self, int) {
             ++static_cast<mosquitto_subject *>(self)->done_;
         });
-        mosquitto_message_callback_set(
-            client_, [](mosquitto *, void *self, const mosquitto_message *) {
-                ++static_cast<mosquitto_subject *>(self)->received_;
-            });
+        mosquitto_message_callback_set(client_,
+                                       [](mosquitto *, void *self, const mosquitto_message *) {
+                                           ++static_cast<mosquitto_subject *>(self)->received_;
+                                       });
         if (mosquitto_connect(client_, HOST, port, 60) != MOSQ_ERR_SUCCESS) {
             fail("libmosquitto: no connection");
         }

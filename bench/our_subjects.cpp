@@ -44,8 +44,8 @@ class event_subject : public subject {
 
     void receive(uint32_t qos, uint32_t count, uint32_t payload) override {
         received_ = 0;
-        (void)zep_mqtt_sdk_client_subscribe_to(
-            client_, flood_filter(qos, count, payload).c_str(), qos, nullptr);
+        (void)zep_mqtt_sdk_client_subscribe_to(client_, flood_filter(qos, count, payload).c_str(),
+                                               qos, nullptr);
         while (received_ < count) {
             (void)zep_mqtt_sdk_client_loop_for(client_, 1000);
         }

@@ -33,8 +33,8 @@ class raw_subject : public subject {
     void publish(uint32_t qos, uint32_t count) override {
         const uint32_t id_size = qos != 0 ? 2 : 0;
         const uint32_t size = 2 + 13 + id_size + 64;
-        uint8_t packet[96] = {static_cast<uint8_t>(0x30 | qos << 1),
-                              static_cast<uint8_t>(size - 2), 0, 11};
+        uint8_t packet[96] = {static_cast<uint8_t>(0x30 | qos << 1), static_cast<uint8_t>(size - 2),
+                              0, 11};
         std::memcpy(packet + 4, TOPIC, 11);
         packet[16] = id_size != 0 ? 1 : 'x';
         done_ = 0;
@@ -51,8 +51,8 @@ class raw_subject : public subject {
 
     void receive(uint32_t qos, uint32_t count, uint32_t payload) override {
         const std::string filter = flood_filter(qos, count, payload);
-        uint8_t packet[64] = {0x82, static_cast<uint8_t>(filter.size() + 5), 0, 1, 0,
-                              static_cast<uint8_t>(filter.size())};
+        uint8_t packet[64] = {0x82, static_cast<uint8_t>(filter.size() + 5), 0, 1,
+                              0,    static_cast<uint8_t>(filter.size())};
         std::memcpy(packet + 6, filter.data(), filter.size());
         packet[6 + filter.size()] = 2;
         (void)send(sock_, packet, filter.size() + 7, MSG_NOSIGNAL);
