@@ -1,6 +1,7 @@
 // What does a message cost? Processor time, system calls and allocations for each way it can take,
 // of each client, in interleaved rounds. A first argument names a file for the figures.
 #include <cstdlib>
+#include <cstring>
 
 #include <zep_mqtt/log/log.h>
 
@@ -28,7 +29,7 @@ constexpr row ROWS[] = {
     {"receive QoS 0, 900 bytes", kind::receive, 0, 30000, 900},
     {"receive QoS 1", kind::receive, 1, 20000, 64},
     {"receive QoS 2", kind::receive, 2, 10000, 64},
-    {"round trip QoS 1", kind::round_trip, 1, 3000, 64},
+    {"round trip QoS 1", kind::round_trip, 1, 2000, 64},
 };
 
 struct contender {
@@ -43,7 +44,7 @@ constexpr contender CONTENDERS[] = {
     {"event 32", make_event_32, 1},
     {"basic", make_basic, 1},
     {"libmosquitto", make_mosquitto, 2},
-    {"Paho C", make_paho, 10},
+    {"Paho C", make_paho, 20},
 };
 
 struct figures {
@@ -103,7 +104,11 @@ int main(int argc, char **argv) {
     const char *wish = std::getenv("ZEP_BENCH_ROUNDS");
     const int rounds = wish != nullptr ? std::atoi(wish) : 7;
     int noisy = 0;
+    const char *only = std::getenv("ZEP_BENCH_ROW");
     for (const row &what : ROWS) {
+        if (only != nullptr && std::strstr(what.name, only) == nullptr) {
+            continue;
+        }
         figures all[std::size(CONTENDERS)];
         for (int round = 0; round < rounds; ++round) {
             for (size_t i = 0; i < std::size(CONTENDERS); ++i) {
