@@ -69,7 +69,7 @@ enum class promise {
     saved,  // sessions outlast the broker: all that is done is delivered. mosquitto 2.0.11 saves a
             // message whose PUBREL it has sent as one to be published, so that QoS 2 may come
             // again, but not on the same connection
-    kept,  // sessions last, and the broker lives: ... at QoS 2 once
+    kept,   // sessions last, and the broker lives: ... at QoS 2 once
 };
 
 using table = std::map<std::string, unsigned>;  // numbers of messages, by title

@@ -73,8 +73,9 @@ ZEP_MQTT_API void agent_log(uint32_t level, const char *format, ...) ZEP_MQTT_PR
 typedef void (*agent_log_sink)(void *user, uint32_t level, uint32_t tick_ms, const char *message);
 
 /**
- * Lets a function take what would go to the console; the file is not touched by that. Everything that
- * the console would get goes there: the level and AGENT_LOG_CONSOLE in the targets hold for it, too.
+ * Lets a function take what would go to the console; the file is not touched by that. Everything
+ * that the console would get goes there: the level and AGENT_LOG_CONSOLE in the targets hold for
+ * it, too.
  *
  * Not to be called while another thread may log.
  *

@@ -4,5 +4,5 @@
 #include <process.h>
 
 // The path is not looked at.
-int posix_spawn(pid_t *process, const char *path, const void *, const void *, char *const *arguments,
-                char *const *environment);
+int posix_spawn(pid_t *process, const char *path, const void *, const void *,
+                char *const *arguments, char *const *environment);
