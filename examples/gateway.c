@@ -124,8 +124,9 @@ int main(int argc, char **argv) {
         fprintf(stderr, "usage: gateway <address> <port> [<port> <port>]\n");
         return EXIT_FAILURE;
     }
-    signal(SIGTERM, stop);
-    signal(SIGINT, stop);
+    struct sigaction on_stop = {.sa_handler = stop};
+    sigaction(SIGTERM, &on_stop, NULL);
+    sigaction(SIGINT, &on_stop, NULL);
     agent_log_set_sink(on_log, stderr);
     agent_log_set_level(AGENT_LOG_INFO);
 
