@@ -471,16 +471,14 @@ uint32_t take_bytes(event_client &client, uint8_t *data, uint32_t size) {
         const packet_header header = read_header(data + used, held);
         if (header.malformed) {
             end_for_protocol(client, strict::REASON_MALFORMED_PACKET);
-        } else if (!header.whole) {
-            break;
-        } else if (header.total > client.max_packet_in) {
+        } else if (header.whole && header.total > client.max_packet_in) {
             const uint32_t passed =
                 begin_passing(client, data + used, header, std::min(held, header.total));
             if (passed == 0) {
                 break;
             }
             used += passed;
-        } else if (header.total > held) {
+        } else if (!header.whole || header.total > held) {
             break;
         } else {
             handle_packet(client, view_of(client, data + used, header, header.total));

@@ -127,11 +127,11 @@ int32_t zep_mqtt_sdk_loop_all(zep_mqtt_sdk_client *const *clients, uint32_t coun
         return ZEP_MQTT_SDK_ERR_PARAM;
     }
     event_client *on_stack[CLIENTS_ON_STACK];
-    heap_ptr<event_client *[]> on_heap;
+    heap_ptr<uint8_t[]> on_heap;
     event_client **inner = on_stack;
     if (count > CLIENTS_ON_STACK) {
-        on_heap = heap_zeroed<event_client *>(count);
-        inner = on_heap.get();
+        on_heap = heap_zeroed<uint8_t>(count * sizeof(void *));
+        inner = reinterpret_cast<event_client **>(on_heap.get());
         if (inner == nullptr) {
             return ZEP_MQTT_SDK_ERR_NO_MEMORY;
         }
