@@ -38,7 +38,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zep_mqtt_sdk.pc
 install(FILES README.md CHANGELOG.md SECURITY.md CONTRIBUTING.md
     DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
-install(FILES examples/quickstart.c examples/client.h examples/client.cpp
+install(FILES examples/gateway.c examples/quickstart.c examples/client.h examples/client.cpp
     DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT documentation)
 
 add_custom_target(uninstall
