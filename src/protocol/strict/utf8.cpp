@@ -82,7 +82,9 @@ bool is_topic_name(text_view text) {
 }
 
 bool is_shared_filter(text_view text) {
-    return as_string(text).starts_with(SHARED_PREFIX);
+    // Without optimisation, starts_with() calls the C++ runtime library.
+    return text.size >= SHARED_PREFIX.size() &&
+           std::memcmp(text.data, SHARED_PREFIX.data(), SHARED_PREFIX.size()) == 0;
 }
 
 bool is_topic_filter(text_view text, bool shared) {
