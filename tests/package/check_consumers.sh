@@ -1,6 +1,6 @@
 #!/bin/sh
 # Uses the library in each way that the README shows, by the README's own lines, as C and as C++, in
-# folders with a space in their names. Compilers are those in $COMPILERS.
+# folders with a space in their names. $COMPILERS and $LANGS say with which compilers and languages.
 #   check_consumers.sh installed <build folder>  installed from there, moved, and uninstalled
 #   check_consumers.sh source                    from the sources, the README's way of installing too
 #   check_consumers.sh system                    as it is installed in the system
@@ -11,7 +11,7 @@ top=$(mktemp -d)
 trap 'rm -rf "$top"' EXIT
 work="$top/a folder"
 mkdir "$work"
-: "${COMPILERS:=gcc clang}" "${CMAKE_GENERATOR:=Ninja}"
+: "${COMPILERS:=gcc clang}" "${LANGS:=c cpp}" "${CMAKE_GENERATOR:=Ninja}"
 export CMAKE_GENERATOR
 
 expected=$(sed -n 's/^## //p' "$root/CHANGELOG.md" | head -1)
@@ -61,11 +61,9 @@ by_cmake() {
         echo "$program" | sed -e 's/(app /(app_static /' -e 's/zep_mqtt_sdk::zep_mqtt_sdk/zep_mqtt_sdk::static/'
     } | sed "s/app\.c/$source/" >"$dir/CMakeLists.txt"
     quietly cmake -S "$dir" -B "$dir/build" -DCMAKE_BUILD_TYPE= "$@"
-    if [ -z "${CONFIGURE_ONLY:-}" ]; then
-        quietly cmake --build "$dir/build"
-        check "$dir/build/app${wine:+.exe}" shared
-        check "$dir/build/app_static${wine:+.exe}" static
-    fi
+    quietly cmake --build "$dir/build"
+    check "$dir/build/app${wine:+.exe}" shared
+    check "$dir/build/app_static${wine:+.exe}" static
 }
 
 # The library within another project brings along neither tests nor examples, install rules, a build
@@ -73,11 +71,16 @@ by_cmake() {
 by_subdirectory() {
     prepare add_subdirectory
     ln -s "$root" "$dir/zep_mqtt_sdk"
-    by_cmake add_subdirectory -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON
+    by_cmake add_subdirectory -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON "$@"
     [ "$(ctest --test-dir "$dir/build" -N | tail -1)" = "Total Tests: 0" ] || fail "it brings tests"
     quietly cmake --install "$dir/build" --prefix "$dir/prefix"
     [ ! -e "$dir/prefix" ] || fail "it installs itself"
     grep -q '^CMAKE_BUILD_TYPE:[A-Z]*=$' "$dir/build/CMakeCache.txt" || fail "it sets the build type"
+}
+
+# The same with its compiling cut short.
+by_subdirectory_in_short() {
+    by_subdirectory -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=12
 }
 
 by_fetch_content() {
@@ -103,7 +106,7 @@ by_pkg_config() {
 # everywhere <way>...: in both languages, with every compiler
 everywhere() {
     for cc in $COMPILERS; do
-        for lang in c cpp; do
+        for lang in $LANGS; do
             case $lang-$cc in
                 c-*) compiler=$cc language=C ;;
                 cpp-gcc) compiler=g++ language=CXX ;;
@@ -144,8 +147,8 @@ case $1 in
         [ -z "$left" ] || fail "uninstalling leaves $left"
         use_installed_tree "$top/copy"
         everywhere find_installed by_pkg_config
-        COMPILERS=gcc
-        CONFIGURE_ONLY=yes everywhere by_subdirectory
+        COMPILERS=gcc LANGS=c
+        everywhere by_subdirectory_in_short
         ;;
     source)
         git clone -q "$root" "$work/clone"
@@ -157,12 +160,12 @@ case $1 in
         ;;
     system) everywhere find_installed by_pkg_config ;;
     zip)
-        toolchain=$(realpath "$3") wine=wine
-        (cd "$work" && cmake -E tar xf "$(realpath "$2")")
-        export WINEPREFIX="$top/wine" WINEDEBUG=-all
-        WINEPATH=$(winepath -w "$(dirname "$(find "$work" -name zep_mqtt_sdk.dll)")" 2>/dev/null)
-        export WINEPATH
+        zip=$(realpath "$2") toolchain=$(realpath "$3") wine=/usr/lib/wine/wine64
+        (cd "$work" && cmake -E tar xf "$zip")
+        WINEPATH=Z:$(dirname "$(find "$work" -name zep_mqtt_sdk.dll)" | tr / '\\')
+        export WINEPATH WINEPREFIX="$top/wine" WINEDEBUG=-all
         COMPILERS=gcc everywhere find_unpacked
+        /usr/lib/wine/wineserver64 -k
         ;;
     *) fail "unknown: $1" ;;
 esac
