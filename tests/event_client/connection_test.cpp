@@ -55,10 +55,10 @@ TEST_P(event_connection, back_off_doubles_up_to_its_limit_with_jitter) {
         in_link = [&](const zep_mqtt_sdk_link_event &event) { waits.push_back(event.retry_ms); };
         open();
         zep_mqtt_sdk_client_connect(handle);
-        for (int attempt = 0; attempt < 6; ++attempt) {
+        for (size_t attempt = 0; attempt < 6; ++attempt) {
             turn();
-            ASSERT_EQ(waits.size(), attempt + 1u);
-            longest[attempt] = std::max(longest[attempt], waits[static_cast<size_t>(attempt)]);
+            ASSERT_EQ(waits.size(), attempt + 1);
+            longest[attempt] = std::max(longest[attempt], waits[attempt]);
             EXPECT_EQ(zep_mqtt_sdk_client_get_due_ms(handle) > waits.back(), false);
             move_time(waits.back() + 1);
         }

@@ -10,7 +10,7 @@ namespace {
 
 constexpr uint64_t LONGEST_BACKOFF_MS = 60000;
 
-std::string format(const char *text, ...) {
+ZEP_MQTT_PRINTF(1, 2) std::string format(const char *text, ...) {
     char line[8192];
     va_list values;
     va_start(values, text);

@@ -20,10 +20,12 @@ using journal = std::vector<std::string>;
 // knows.
 class noted_broker : public scripted_broker {
  public:
-    template <typename... Arguments>
-    void send(Arguments &&...arguments) {
-        scripted_broker::send(std::forward<Arguments>(arguments)...);
+    void send(const bytes &packet, where at = {}) {
+        scripted_broker::send(packet, at);
         is_due = true;
+    }
+    void send(const std::string &packet, unsigned id = 0, where at = {}) {
+        send(lay(packet, id), at);
     }
     void close() {
         scripted_broker::close();
