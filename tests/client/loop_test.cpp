@@ -152,7 +152,7 @@ TEST_F(turn_test, goes_round) {
         round(1000, {0, 1, 2});
     }
     EXPECT_EQ(attempts(), (std::vector<uint32_t>{2, 2, 2}));
-    round(999, {0, 1, 2});  // and never sooner than the interval allows
+    round(500, {0, 1, 2});  // and never sooner than the interval allows
     EXPECT_EQ(attempts(), (std::vector<uint32_t>{2, 2, 2}));
 }
 
